@@ -1,0 +1,74 @@
+// KtWorkTableFile: one work table on disk, open for reading or for writing.
+//
+// A table is a fixed list of typed columns and a sequence of rows. A new table is writable: its columns are defined, rows are
+// appended, close() writes it out. A table opened by name or URI is read-only and delivers its rows in order, or from last
+// to first when it was opened reversed.
+//
+// Threads:   one thread at a time per table; tables of one manager may be used in parallel.
+// Ownership: made by a manager (manager.h), ended by release(), never by delete; must not outlive its manager.
+// Failure:   an operation returns false (or null) and getError() says why, until the next failure replaces the text.
+// Lifetime:  a table stays on disk when its object is released. Two exceptions remove it: a writable table whose close
+//            fails, and a created one that is released while its error text is set. Nothing half-written can be opened later.
+#ifndef KTWT_FILE_H
+#define KTWT_FILE_H
+
+#include "ktb/cursor.h"
+#include "ktb/datavar.h"
+#include "ktb/sort.h"
+#include "ktb/string.h"
+#include "ktb/type.h"
+
+class KtWorkTableFile : public KtDatafileSort {
+public:
+    // Finishes the table: closes its files and, when it is writable, writes its header. May be called more than once.
+    // Returns false when anything could not be written; the table's files are removed then.
+    virtual bool close() = 0;
+
+    // Defines stored column `column` (0 to the column count - 1) before the first row is written. The name must differ from every
+    // other column's, letter case ignored (ASCII). A type code other than boolean, integer, decimal and date is stored as
+    // string. A string value is cut, at a character, to `width` bytes; 0 or less sets no limit. Other types ignore the width.
+    // Returns false for a column out of range (message 1420) and a name used twice (1666). May be called again for the same column.
+    virtual bool defineColumnInfo(int column, KtbString name, ktbType type, int width) = 0;
+
+    // Describes column `column` (0 to getColumns() - 1) of the rows this caller sees: name, type, declared width, and the longest
+    // stored string in bytes, NUL included. Returns false and touches none of them when it is out of range (1420). Any of the
+    // four places may be null.
+    virtual bool getColumnInfo(int column, KtbString* name, ktbType* type, int* width, int* longest) = 0;
+
+    // The number of columns that a row has for this caller: the chosen ones, else all stored ones.
+    virtual int getColumns() = 0;
+
+    virtual KtbString getError() = 0;
+    virtual KtbString getName() = 0;  // what the manager's open() takes; a single file name
+    virtual long getRows() = 0;       // rows stored, whatever range was opened
+
+    // Reads the next row. `values` has getColumns() values (or pointers to values), the caller's, which are overwritten; a text
+    // read into a value keeps that value's memory. True: a row. False with *end true: no rows are left in the table or range.
+    // False with *end false: a failure; stop reading. A table open for writing cannot be read (1793).
+    virtual bool readRow(KtbDatavar* values, bool* end) = 0;
+    virtual bool readRow(KtbDatavar** values, bool* end) = 0;
+
+    // Reads the next `count` rows (negative: getRows() - first) into *out as an XML document.
+    virtual bool readRows(long first, int count, KtbString* out, bool* end) = 0;
+
+    virtual void release() = 0;  // closes the table and frees the object; ignores null
+
+    // Returns a cursor over the table's figures, which the caller releases and which may outlive the table; null on failure.
+    virtual KtbStringCursor* statistics() = 0;
+
+    // Returns the URI from which the manager's open() opens the same rows and columns again; empty on failure. A table that
+    // this object created shows its columns only when `all` is true.
+    virtual KtbString toURIString(bool all) = 0;
+
+    // Appends one row. `values` holds one value (or pointer to a value) per stored column, in column order; they are read
+    // before the call returns and stay the caller's. A value that does not convert to its column's type is stored as null.
+    // Returns false when the table is read-only (1768), a column was never defined (1420) or the disk refuses the bytes;
+    // after the last of these the table takes no more rows and its close fails.
+    virtual bool writeRow(KtbDatavar* values) = 0;
+    virtual bool writeRow(KtbDatavar** values) = 0;
+
+protected:
+    ~KtWorkTableFile() = default;
+};
+
+#endif

@@ -1,0 +1,10 @@
+// Everything that a caller of the Work Table Library includes.
+#ifndef KTWT_KTWT_H
+#define KTWT_KTWT_H
+
+#include "ktwt/bytes.h"
+#include "ktwt/file.h"
+#include "ktwt/manager.h"
+#include "ktwt/version.h"
+
+#endif

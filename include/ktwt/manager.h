@@ -1,0 +1,85 @@
+// Start here. KtWorkTableManager: where work tables are made, opened and removed.
+//
+//     KtbString error;
+//     KtWorkTableManager* manager = ktwtCreateManager("", "/var/tmp", &error);
+//     KtWorkTableFile* table = manager->create(2, 0, &error);
+//     ... table->defineColumnInfo(...), table->writeRow(...), table->close(), table->release() ...
+//     manager->release();
+//
+// Threads:   one manager may be used by several threads; the settings and getError() by one at a time.
+// Ownership: made by ktwtCreateManager, ended by release(), never by delete. Tables must be released before their manager.
+// Failure:   an operation with a trailing error argument returns false (or null) and writes the reason there; it leaves the
+//            argument untouched on success. The argument must not be null. Only the settings use getError().
+// Names:     a table's name is a single file name; an operation finds it in the first work directory that holds it.
+#ifndef KTWT_MANAGER_H
+#define KTWT_MANAGER_H
+
+#include "ktb/export.h"
+#include "ktb/sort.h"
+#include "ktb/string.h"
+#include "ktwt/file.h"
+
+class KtWorkTableManager : public KtDatafileManagerSortAndSize {
+public:
+    // Appends the rows of `source` to `target`, whose columns must agree in number, name and type. Takes the target's named
+    // lock meanwhile, unless `noLock` is true.
+    virtual bool append(const KtbString& target, const KtbString& source, KtbString* error) = 0;
+    virtual bool append(const KtbString& target, const KtbString& source, bool noLock, KtbString* error) = 0;
+
+    // Copies `source`, found through the manager of another access key or through `owner`, into a new table or an open one.
+    virtual KtWorkTableFile* copy(long elementSize, const KtbString& accessKey, const KtbString& source, KtbString* error) = 0;
+    virtual KtWorkTableFile* copy(long elementSize, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
+    virtual bool copy(KtWorkTableFile* target, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
+
+    // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be defined
+    // before the first row; a new pair of files is started whenever the current data file has grown past `elementSize` bytes (0:
+    // never). With `sortColumns` rows are sorted on the way in. Negative counts are refused (message 1420). The caller
+    // releases the table; its name is table->getName().
+    virtual KtWorkTableFile* create(int columns, long elementSize, KtbString* error) = 0;
+    virtual KtWorkTableFile* create(int columns, int sortColumns, long elementSize, KtbString* error) = 0;
+
+    // Named locks: exclusive among the callers of this manager, counted, waiting. enqueue() returns once the caller holds the name;
+    // each enqueue() that succeeded is matched by one dequeue(), from any thread. A thread that enqueues a name twice waits
+    // for somebody else's dequeue(). dequeue() of a name that nobody holds does nothing.
+    virtual void dequeue(const KtbString& name) = 0;
+    virtual bool enqueue(const KtbString& name, KtbString* error) = 0;
+
+    virtual KtbString getAccessKey() = 0;
+    virtual KtbString getDirectories() = 0;  // the whole list, with its separators
+    virtual KtbString getError() = 0;
+
+    // Open a table read-only. `name` alone may also be a work table URI (see ktb/worktable_uri.h), which can choose rows and
+    // columns. Otherwise `count` columns are chosen by name or by number; -1 chooses all and the array may be null. By number each
+    // column may be chosen once; by name more often, and a name that the table does not have reads as null. `range` is an input: null
+    // or two numbers, first row and row count (-1: to the end). `reversed` delivers the rows of the range from last to first; the
+    // range then only bounds the first row. The caller releases the table; null on failure.
+    virtual KtWorkTableFile* open(const KtbString& name, bool reversed, KtbString* error) = 0;
+    virtual KtWorkTableFile* open(const KtbString& name, int count, const KtbString* columns, long* range, bool reversed,
+                                  KtbString* error) = 0;
+    virtual KtWorkTableFile* open(const KtbString& name, int count, int* columns, long* range, bool reversed,
+                                  KtbString* error) = 0;
+
+    // Splits the rows of a table into at most *parts ranges for parallel readers: pairs of first row and row count in `ranges`, which
+    // has room for *parts pairs; *parts becomes the number of pairs.
+    virtual bool partition(const KtbString& name, int* parts, long* ranges, KtbString* error) = 0;
+
+    virtual void release() = 0;  // ends the manager; ignores null
+
+    // Deletes a table's files.
+    virtual bool remove(const KtbString& name, KtbString* error) = 0;
+
+protected:
+    ~KtWorkTableManager() = default;
+};
+
+extern "C" {
+
+// Makes a manager. `directories` lists the work directories, separated by np_dir_listsep (':'); when it is empty the option
+// "BASE/TEMP" is used, else the system's directory for temporary files. A trailing separator adds no directory, a leading or
+// doubled one an empty entry, which holds nothing.
+// Returns null on failure, with the reason in *error. *error must be empty on entry: a text in it makes the call fail.
+// Null with *error still empty means that memory is exhausted.
+KTB_API KtWorkTableManager* ktwtCreateManager(const KtbString& accessKey, const KtbString& directories, KtbString* error);
+}
+
+#endif
