@@ -30,8 +30,9 @@ public:
     virtual KtbString getURIString() = 0;
     virtual int getColumns() = 0;
     virtual KtbString getColumnName(int column) = 0;
-    virtual KtbString getColumnSource(int column) = 0;  // SOURCE or TEXT, decoded; empty when there is none
-    virtual ktbType getColumnType(int column) = 0;      // TYPE; ktbTypeNone when there is none
+    // SOURCE or TEXT, decoded; empty when there is none, and when the SOURCE of a stored column equals its NAME.
+    virtual KtbString getColumnSource(int column) = 0;
+    virtual ktbType getColumnType(int column) = 0;  // TYPE; ktbTypeNone when there is none
 
     // Adds a column at the end. With `type` ktbTypeNone it is a stored column, shown under `name`, that is called `source` in
     // the table (an empty or null source: it is called `name`); else it is a constant of that type whose text is `source`.
