@@ -1,0 +1,270 @@
+// The life of a work table: created or opened, closed, removed.
+#include "wtfile.h"
+
+#include <algorithm>
+#include <climits>
+#include <new>
+
+#include "wtelem.h"
+#include "wtmessage.h"
+#include "wtmgr.h"
+#include "wtnull.h"
+#include "wtpath.h"
+
+KTWTFileImpl::KTWTFileImpl(KTWTManagerImpl* manager) : manager_(manager) {}
+
+KTWTFileImpl::~KTWTFileImpl() {
+    close();  // a failure leaves its text, which is looked at next
+    if (created_ && !removed_ && error_.length() != 0) remove();
+}
+
+void KTWTFileImpl::release() {
+    if (!ktwt::isNull(this)) delete this;
+}
+
+KtbString KTWTFileImpl::getError() { return error_; }
+KtbString KTWTFileImpl::getName() { return name_; }
+long KTWTFileImpl::getRows() { return rows_; }
+
+bool KTWTFileImpl::create(int columns, int sortColumns, long elementSize) {
+    constexpr short versionWritten = 100;
+    if (columns < 0 || sortColumns < 0) return fail(KTWT_MESSAGE(1420));
+    created_ = true;
+    elementSize_ = elementSize;
+    version_ = versionWritten;
+    columnCount_ = columns;
+    if (columns != 0) {
+        columnDefs_.reset(new (std::nothrow) KTWTColumnDef[static_cast<std::size_t>(columns)]);
+        if (!columnDefs_) return fail(KTWT_MESSAGE(29, "(column definition array)"));
+    }
+
+    const ktwt::PlacedFile header = ktwt::createFile(*manager_, directory_, ktwt::headerPrefix);
+    if (header.file == nullptr) {
+        const KtbString& last = manager_->directoryAt(manager_->getDirectoryCount() - 1);
+        return fail(KTWT_MESSAGE(1417, last.asCstr(), header.code, np_fio_errdesc(header.code)));
+    }
+    headerFile_ = header.file;
+    headerPath_ = header.path;
+    directory_ = header.directory;
+    const int code = ktwt::lastPathPart(headerPath_, &name_);
+    if (code != np_ok) {
+        abandonHeader();
+        return fail(KTWT_MESSAGE(1783, "header", code, np_fio_errdesc(code)));
+    }
+
+    sortColumnCount_ = sortColumns;
+    if (sortColumns != 0) {
+        sortKeys_.reset(new (std::nothrow) KTWTSortKey[static_cast<std::size_t>(sortColumns)]);
+        if (!sortKeys_) return fail(KTWT_MESSAGE(29, "(sort column definition array)"));
+    }
+    return true;
+}
+
+// A new header whose name cannot be told could never be removed by name.
+void KTWTFileImpl::abandonHeader() {
+    closeHeader(false);
+    np_fio_unlink(headerPath_.asCstr());  // the failure to report is the one that led here
+    headerPath_ = KtbString();
+    created_ = false;
+}
+
+bool KTWTFileImpl::open(const KtbString& name, bool readOnly, long* range, bool reversed) {
+    return openHeader(name, {.readOnly = readOnly, .markReadOnly = false, .reversed = reversed}, range);
+}
+
+bool KTWTFileImpl::openHeader(const KtbString& name, OpenMode mode, long* range) {
+    if (!close()) return false;
+    if (name.length() != 0 || headerPath_.length() == 0) name_ = name;
+    reversed_ = mode.reversed;
+    if (mode.markReadOnly) readOnly_ = true;
+    if (!mode.readOnly) readOnly_ = false;
+    long startRow = 0;
+    const bool opened = openHeaderFile(mode.readOnly) && restoreHeader() && applyRange(range, &startRow) &&
+                        (mode.readOnly ? openForReading(startRow) : openForAppending());
+    return opened || abandonOpening();
+}
+
+bool KTWTFileImpl::openHeaderFile(bool readOnly) {
+    const int mode = readOnly ? np_mode_read : np_mode_append;
+    KtbString path = headerPath_;
+    int code = np_ok;
+    if (path.length() != 0) {
+        code = np_fio_open(path.asCstr(), mode, &headerFile_);
+    } else {
+        const ktwt::PlacedFile found = ktwt::openFile(*manager_, 0, name_, mode);
+        code = found.code;
+        if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "header", code, np_fio_errdesc(code)));
+        headerFile_ = found.file;
+        directory_ = found.directory;
+        path = found.path;
+        if (code == np_ok)
+            headerPath_ = path;  // a path that led nowhere is not kept: the next open may search for another name
+    }
+    if (code == np_ok) {
+        headerReadOnly_ = readOnly;
+        removed_ = false;
+        return true;
+    }
+    const char* text = np_fio_errdesc(code);
+    return fail(text != nullptr ? KTWT_MESSAGE(1353, path.asCstr(), text) : KTWT_MESSAGE(1352, path.asCstr(), code));
+}
+
+// Closes what a failed open has opened, so that nothing that follows writes to a table that was never properly open, or removes
+// it.
+bool KTWTFileImpl::abandonOpening() {
+    const KtbString why = error_;
+    closeCurrent(false);
+    closeHeader(false);
+    created_ = false;
+    currentRow_ = 0;
+    nextElement_ = 0;
+    return fail(why);
+}
+
+bool KTWTFileImpl::applyRange(const long* range, long* startRow) {
+    rangeStart_ = 0;
+    rangeCount_ = -1;
+    rangeEnd_ = -1;
+    *startRow = reversed_ ? rows_ - 1 : 0;
+    if (range == nullptr) return true;
+    const long first = range[0];
+    const long count = range[1];
+    if (first < 0) return fail(KTWT_MESSAGE(1788, first));
+    if (count < -1) return fail(KTWT_MESSAGE(1789, count));
+    rangeStart_ = first;
+    if (count != -1) {
+        rangeCount_ = count;
+        rangeEnd_ = count > LONG_MAX - first ? LONG_MAX : first + count;
+    }
+    if (first >= rows_) {
+        nextElement_ = elementCount_;
+        currentRow_ = first;
+        *startRow = 0;
+    } else if (!reversed_) {
+        *startRow = first;
+    }
+    return true;
+}
+
+bool KTWTFileImpl::openForAppending() {
+    if (byteSwap_) {
+        return fail(KTWT_MESSAGE(1353, headerPath_.asCstr(), "rows cannot be appended to a table of the other byte order"));
+    }
+    currentRow_ = rows_;
+    if (elementCount_ == 0) return true;
+    current_ = elements_[static_cast<std::size_t>(elementCount_ - 1)].get();
+    if (!current_->open(false)) return fail(current_->getError());
+    const bool full = elementSize_ != 0 && current_->getSize() > elementSize_;
+    if (full) return closeCurrent(true);
+    return current_->seek(-1) || fail(current_->getError());
+}
+
+// Opens the element that holds the first row to be read, unless that is where reading begins anyway.
+bool KTWTFileImpl::openForReading(long startRow) {
+    const bool beyondRows = elementCount_ != 0 && nextElement_ == elementCount_;
+    if (beyondRows) return true;
+    currentRow_ = startRow;
+    if (!reversed_) return startRow == 0 || openElementOf(startRow);
+    nextElement_ = elementCount_ - 1;
+    bool end = false;
+    return startRow <= 0 || openNextElement(&end) || end;
+}
+
+// Makes the element that holds the row the current one and places it there. When the header counts rows that no element has
+// there is nothing to open, nor to read.
+bool KTWTFileImpl::openElementOf(long row) {
+    while (nextElement_ < elementCount_) {
+        KTWTFileElement* element = elements_[static_cast<std::size_t>(nextElement_++)].get();
+        const long rows = element->getRows();
+        if (row >= rows) {
+            row -= std::max(rows, 0L);
+            continue;
+        }
+        if (!element->open(true) || !element->seek(row)) return failIn(element);
+        current_ = element;
+        return true;
+    }
+    return true;
+}
+
+// Takes over the failure of an element that did not become the current one, and lets go of its files.
+bool KTWTFileImpl::failIn(KTWTFileElement* element) {
+    fail(element->getError());
+    element->close();  // it was opened for reading: nothing can be lost
+    return false;
+}
+
+bool KTWTFileImpl::closeCurrent(bool reportFailure) {
+    if (current_ == nullptr) return true;
+    const bool closed = current_->close();
+    if (!closed && reportFailure) fail(current_->getError());
+    current_ = nullptr;
+    return closed;
+}
+
+bool KTWTFileImpl::closeHeader(bool reportFailure) {
+    const int code = np_fio_close(headerFile_);
+    headerFile_ = nullptr;
+    if (code != np_ok && reportFailure) fail(KTWT_MESSAGE(1045, np_fio_errdesc(code)));
+    return code == np_ok;
+}
+
+bool KTWTFileImpl::close() {
+    bool closed = drainSort();
+    if (readOnly_ || headerReadOnly_) {
+        closeCurrent(false);  // what was only read has nothing to lose
+        closeHeader(false);
+    } else {
+        closed = closeWritable(closed);
+    }
+    if (!closed) {
+        const KtbString why = error_;
+        removeFiles();
+        error_ = why;
+    }
+    headerReadOnly_ = false;
+    writeFailed_ = false;
+    firstRowPrepared_ = false;
+    currentRow_ = 0;
+    nextElement_ = 0;
+    return closed;
+}
+
+bool KTWTFileImpl::closeWritable(bool closed) {
+    if (writeFailed_) {
+        error_ = writeFailure_;
+        closed = false;
+    }
+    if (!closeCurrent(closed)) closed = false;
+    if (closed && headerFile_ != nullptr) closed = persist();
+    return closeHeader(closed) && closed;
+}
+
+bool KTWTFileImpl::remove() {
+    if (name_.length() == 0) return true;
+    removed_ = false;
+    close();  // one that fails has removed the files already
+    return removed_ || removeFiles();
+}
+
+bool KTWTFileImpl::removeFiles() {
+    bool removed = true;
+    for (int i = 0; i < elementCount_; ++i) {
+        KTWTFileElement& element = *elements_[static_cast<std::size_t>(i)];
+        if (element.remove()) continue;
+        if (removed) fail(element.getError());
+        removed = false;
+    }
+    dropElements();
+    const int code = np_fio_unlink(headerPath_.asCstr());
+    if (code != np_ok && removed) removed = fail(KTWT_MESSAGE(1747, np_fio_errdesc(code)));
+    removed_ = removed;
+    return removed;
+}
+
+void KTWTFileImpl::dropElements() {
+    current_ = nullptr;
+    elements_.reset();
+    elementCount_ = 0;
+    elementCapacity_ = 0;
+}

@@ -1,0 +1,212 @@
+// KTWTFileImpl: one work table, a header file and any number of data elements.
+//
+// One class over several concerns, a source file each: wtfile.cpp (its life: create, open, close, remove), wtfile_header.cpp
+// (the header file), wtfile_columns.cpp (definitions and selections), wtfile_rows.cpp (rows across elements), wtfile_sort.cpp
+// (rows sorted on the way in), wtfile_describe.cpp (the table as a URI).
+//
+// Constructed -> create() -> writable -> close(). Constructed -> open() -> read-only, or writable for appending -> close().
+// close() may be called again and then does nothing; opening closes first, as what the table was until then.
+#ifndef KTWT_WTFILE_H
+#define KTWT_WTFILE_H
+
+#include <memory>
+
+#include "ktb/fio.h"
+#include "ktwt/file.h"
+#include "wtcolumn.h"
+
+class KTWTFileElement;
+class KTWTManagerImpl;
+class KtWorkTableURI;
+
+// One sort key of a table.
+struct KTWTSortKey {
+    int column = 0;
+    bool descending = false;
+    KTSortCollateParms* parms = nullptr;  // the caller's
+};
+
+class KTWTFileImpl : public KtWorkTableFile {
+public:
+    explicit KTWTFileImpl(KTWTManagerImpl* manager);
+    KTWTFileImpl(const KTWTFileImpl&) = delete;
+    KTWTFileImpl& operator=(const KTWTFileImpl&) = delete;
+
+    int setSort(int index, int column, bool descending, KTSortCollateParms* parms) override;
+    int setSortInfo(KtDatafileSortInfo* info) override;
+    int setSortProgress(KtDatafileSortProgress* progress) override;
+    bool close() override;
+    bool defineColumnInfo(int column, KtbString name, ktbType type, int width) override;
+    bool getColumnInfo(int column, KtbString* name, ktbType* type, int* width, int* longest) override;
+    int getColumns() override;
+    KtbString getError() override;
+    KtbString getName() override;
+    long getRows() override;
+    bool readRow(KtbDatavar* values, bool* end) override;
+    bool readRow(KtbDatavar** values, bool* end) override;
+    bool readRows(long first, int count, KtbString* out, bool* end) override;
+    void release() override;
+    KtbStringCursor* statistics() override;
+    KtbString toURIString(bool all) override;
+    bool writeRow(KtbDatavar* values) override;
+    bool writeRow(KtbDatavar** values) override;
+
+    // Closes the table; removes it from disk when it was created here and its error text is set.
+    virtual ~KTWTFileImpl();
+
+    // Makes a new, empty, writable table. Its header is written by close().
+    bool create(int columns, int sortColumns, long elementSize);
+
+    // Opens the table from its header, for reading or for appending. `range` is null or first row and row count. Leaves the
+    // read-only mark as it is: a table opened here for reading can be described, but delivers no rows.
+    bool open(const KtbString& name, bool readOnly, long* range, bool reversed);
+
+    // Open for reading, with columns chosen by number, by name, or by a URI (or all columns of a plain table name).
+    bool open(const KtbString& name, int count, int* columns, long* range, bool reversed);
+    bool open(const KtbString& name, int count, const KtbString* columns, long* range, bool reversed);
+    bool open(const KtbString& uri, bool reversed);
+
+    // Deletes the table's files, as far as they can be deleted.
+    bool remove();
+
+    // Closes the current data element and starts a new one.
+    bool createDataElement();
+
+    int getActualColumns() const { return columnCount_; }
+    KTWTColumnDef* getActualColumnDefs() const { return columnDefs_.get(); }
+    KTWTManagerImpl* getManager() const { return manager_; }
+    bool getReversed() const { return reversed_; }
+    unsigned char* getStringBuffer() const { return stringBuffer_.get(); }
+    long getStringBufferSize() const { return stringBufferSize_; }
+    int getVersion() const { return version_; }
+    long getElementSize() const { return elementSize_; }
+    bool isByteSwap() const { return byteSwap_; }
+    bool isReadOnly() const { return readOnly_; }
+    int getElementCount() const { return elementCount_; }
+
+private:
+    static constexpr char messageSource[] = "wtfile";
+
+    // How openHeader() is to open the table.
+    struct OpenMode {
+        bool readOnly;      // the header file is opened for reading only
+        bool markReadOnly;  // the table becomes read-only
+        bool reversed;
+    };
+
+    bool fail(const KtbString& text) {
+        error_ = text;
+        return false;
+    }
+
+    // wtfile.cpp
+    bool openHeader(const KtbString& name, OpenMode mode, long* range);
+    bool openHeaderFile(bool readOnly);
+    void abandonHeader();
+    bool applyRange(const long* range, long* startRow);
+    bool openForAppending();
+    bool openForReading(long startRow);
+    bool openElementOf(long row);
+    bool failIn(KTWTFileElement* element);
+    bool abandonOpening();
+    bool closeCurrent(bool reportFailure);
+    bool closeHeader(bool reportFailure);
+    bool closeWritable(bool closed);
+    bool removeFiles();
+    void dropElements();
+
+    // wtfile_header.cpp
+    bool persist();
+    bool putHeader(const void* bytes, unsigned long count);
+    bool persistColumn(const KTWTColumnDef& column);
+    bool restoreHeader();
+    bool restoreLabel(int bytes);
+    bool restoreColumns(int count);
+    bool restoreColumn(KTWTColumnDef* column, long rest);
+    bool restoreColumnName(KTWTColumnDef* column, int bytes);
+    bool restoreElements(int count);
+    bool skipExtra(int length, int known);
+    long restOfHeader();
+
+    // wtfile_columns.cpp
+    int findColumn(const KtbString& name) const;
+    bool selectAll();
+    bool selectByIndex(int count, const int* columns);
+    bool selectIndex(int slot, int column, bool reportFailure);
+    bool selectByName(int count, const KtbString* columns);
+    bool selectByURI(KtWorkTableURI* uri);
+    bool openURI(KtWorkTableURI* uri, bool reversed);
+    bool isWholeTable(KtWorkTableURI* uri) const;
+    bool newSelection(int count, const char* what);
+    void dropSelection();
+    bool selectStored(int slot, int column, const char* what);
+    bool selectAlias(int slot, int column, const KtbString& name);
+    KTWTColumnDef* selectConstant(int slot, const KtbString& name);
+    bool setConstant(int slot, ktbType type, const KtbString& text);
+    bool allocateStringBuffer(long longest);
+    long longestSelected() const;
+    const KTWTColumnDef* visibleColumn(int column) const;
+    bool columnsAreDefined() const;
+
+    // wtfile_rows.cpp
+    KtbDatavar** pointTo(KtbDatavar* values);
+    bool prepareFirstRow();
+    bool writeToElement(KtbDatavar** values);
+    bool failWriting(const KtbString& text);
+    bool growElements();
+    bool rangeIsRead() const;
+    bool openNextElement(bool* end);
+    int placeConstants(KtbDatavar** values);
+
+    // wtfile_sort.cpp
+    bool writeSortedRow(KtbDatavar** values);
+    bool drainSort();
+
+    // wtfile_describe.cpp
+    bool describeStored(KtWorkTableURI* uri, bool all) const;
+    bool describeSelected(KtWorkTableURI* uri) const;
+
+    KTWTManagerImpl* const manager_;
+    KtbString label_;  // free text that the header carries from one opening to the next
+    long elementSize_ = 0;
+    long rows_ = 0;
+    long rangeStart_ = 0;
+    long rangeCount_ = -1;  // -1: to the end
+    long rangeEnd_ = -1;    // -1: no end
+    short version_ = 0;
+    KtbString error_;
+    bool created_ = false;
+    bool reversed_ = false;
+    np_file* headerFile_ = nullptr;
+    bool headerReadOnly_ = false;  // the header handle cannot be written
+    KtbString name_;
+    KtbString headerPath_;
+    bool readOnly_ = false;
+    bool byteSwap_ = false;
+    long currentRow_ = 0;  // the next row to read, or the row count when appending
+    int directory_ = 0;    // the work directory that holds the header
+    std::unique_ptr<unsigned char[]> stringBuffer_;
+    long stringBufferSize_ = 0;
+    int columnCount_ = 0;
+    std::unique_ptr<KTWTColumnDef[]> columnDefs_;
+    std::unique_ptr<KtbDatavar*[]> valueVector_;
+    int valueVectorSize_ = 0;
+    bool hasConstants_ = false;
+    int selectedCount_ = 0;
+    std::unique_ptr<KTWTSelectionEntry[]> selection_;  // none: all columns in stored order
+    int nextElement_ = 0;                              // the element to be read after the current one
+    int elementCount_ = 0;
+    int elementCapacity_ = 0;
+    std::unique_ptr<std::unique_ptr<KTWTFileElement>[]> elements_;
+    KTWTFileElement* current_ = nullptr;  // one of the elements, being read or appended to
+    int sortColumnCount_ = 0;
+    std::unique_ptr<KTWTSortKey[]> sortKeys_;
+    KtDatafileSortInfo* sortInfo_ = nullptr;          // the caller's
+    KtDatafileSortProgress* sortProgress_ = nullptr;  // the caller's
+    bool firstRowPrepared_ = false;
+    bool writeFailed_ = false;  // the files refused a row: no more rows, and no good end
+    KtbString writeFailure_;    // why
+    bool removed_ = false;      // the files are gone
+};
+
+#endif

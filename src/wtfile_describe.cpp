@@ -1,0 +1,58 @@
+// The table as a text: the URI from which the same rows and columns can be opened again.
+#include "ktb/worktable_uri.h"
+#include "wtfile.h"
+
+KtbString KTWTFileImpl::toURIString(bool all) {
+    const bool wholeTable = rangeStart_ == 0 && rangeCount_ < 0;
+    KtWorkTableURI* uri =
+        wholeTable ? getWorkTableURIFromComponents(name_) : getWorkTableURIFromComponents(name_, rangeStart_, rangeCount_);
+    if (uri == nullptr) return KtbString();
+    const bool described = selection_ ? describeSelected(uri) : describeStored(uri, all);
+    KtbString text = described ? uri->getURIString() : KtbString();
+    uri->release();
+    return text.isNull() ? KtbString() : text;
+}
+
+bool KTWTFileImpl::describeStored(KtWorkTableURI* uri, bool all) const {
+    KtbString ignored;  // the caller learns only that there is no URI
+    for (int i = 0; i < columnCount_; ++i) {
+        const KTWTColumnDef& column = columnDefs_[static_cast<std::size_t>(i)];
+        const bool shown = column.targetCount != 0 || (created_ && all);
+        if (shown && !uri->addColumn(column.name, ktbTypeNone, KtbString(), &ignored)) return false;
+    }
+    return true;
+}
+
+bool KTWTFileImpl::describeSelected(KtWorkTableURI* uri) const {
+    KtbString ignored;
+    for (int slot = 0; slot < selectedCount_; ++slot) {
+        const KTWTSelectionEntry& entry = selection_[static_cast<std::size_t>(slot)];
+        if (entry.column == nullptr) return false;  // a selection that failed
+        ktbType constantType = ktbTypeNone;
+        KtbString source;
+        if (entry.constant) {
+            constantType = entry.column->type;
+            if (entry.value) source = entry.value->asString();
+        } else if (entry.alias) {
+            for (int i = 0; i < columnCount_; ++i) {
+                const KTWTColumnDef& stored = columnDefs_[static_cast<std::size_t>(i)];
+                if (!stored.feeds(slot)) continue;
+                source = stored.name;
+                break;
+            }
+        }
+        if (!uri->addColumn(entry.column->name, constantType, source, &ignored)) return false;
+    }
+    return true;
+}
+
+// Rows as an XML document and figures as a cursor are told apart from failures of the table by these texts.
+
+bool KTWTFileImpl::readRows(long, int, KtbString*, bool*) {
+    return fail(KtbString("This version of the work table library cannot read rows as XML.", true));
+}
+
+KtbStringCursor* KTWTFileImpl::statistics() {
+    fail(KtbString("This version of the work table library has no statistics.", true));
+    return nullptr;
+}

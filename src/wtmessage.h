@@ -1,0 +1,47 @@
+// Messages of this library: the catalog's texts, with number and arguments checked when the caller is compiled.
+#ifndef KTWT_WTMESSAGE_H
+#define KTWT_WTMESSAGE_H
+
+#include <type_traits>
+
+#include "ktb/message.h"
+
+namespace ktwt {
+
+template <class Argument>
+consteval char messageArgumentKind() {
+    if constexpr (std::is_same_v<Argument, const char*>) {
+        return 's';
+    } else if constexpr (std::is_same_v<Argument, int>) {
+        return 'd';
+    } else if constexpr (std::is_same_v<Argument, long>) {
+        return 'l';
+    } else {
+        return '?';
+    }
+}
+
+template <class... Arguments>
+consteval bool messageTakes(int number) {
+    const char kinds[] = {messageArgumentKind<Arguments>()..., '\0'};
+    for (const KtbMessageSignature& signature : ktbMessageSignatures) {
+        if (signature.number != number) continue;
+        int i = 0;
+        while (kinds[i] != '\0' && kinds[i] == signature.arguments[i]) ++i;
+        return kinds[i] == signature.arguments[i];
+    }
+    return false;
+}
+
+template <int number, class... Arguments>
+KtbString message(const char* source, int line, Arguments... arguments) {
+    static_assert(messageTakes<Arguments...>(number), "the catalog has no such message, or it takes other arguments");
+    return ktb_get_message(source, line, "Work table library", number, arguments...);
+}
+
+}  // namespace ktwt
+
+// Makes a message under the source name that the class around the call calls `messageSource`.
+#define KTWT_MESSAGE(number, ...) ::ktwt::message<number>(messageSource, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+
+#endif

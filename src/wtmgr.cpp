@@ -1,0 +1,138 @@
+// The manager's own life and the operations on single tables.
+#include "wtmgr.h"
+
+#include <cstring>
+#include <new>
+
+#include "ktb/config.h"
+#include "ktb/fio.h"
+#include "wtfile.h"
+#include "wtmessage.h"
+#include "wtnull.h"
+
+extern "C" KtWorkTableManager* ktwtCreateManager(const KtbString& accessKey, const KtbString& directories, KtbString* error) {
+    auto* manager = new (std::nothrow) KTWTManagerImpl(accessKey, directories, error);
+    if (manager == nullptr) return nullptr;
+    // The error text alone decides, as callers have always relied on; a manager without its lock could not work in any case.
+    if (error->length() == 0 && manager->isComplete()) return manager;
+    delete manager;
+    return nullptr;
+}
+
+KTWTManagerImpl::KTWTManagerImpl(const KtbString& accessKey, const KtbString& directories, KtbString* error)
+    : uniqueKey_(ktbGetUUID()), accessKey_(accessKey), directoryList_(directories) {
+    if (directoryList_.length() == 0) findDirectories();
+    if (!splitDirectories(error)) return;
+    managerLock_ = ktLockCreate(0, 0);
+    if (managerLock_ == nullptr) *error = KTWT_MESSAGE(29, "(work table lock)");
+}
+
+KTWTManagerImpl::~KTWTManagerImpl() {
+    if (datafileManager_ != nullptr) datafileManager_->release();
+    if (managerLock_ != nullptr) ktLockDestroy(managerLock_);
+}
+
+void KTWTManagerImpl::findDirectories() {
+    ktbGetConfigOptions(KtbString())->getValue("BASE/TEMP", &directoryList_, 0);
+    if (directoryList_.length() != 0) return;
+    char buffer[np_path_max];
+    if (np_fio_tmpdir(buffer, sizeof buffer) == 0) directoryList_.assign(buffer);
+}
+
+namespace {
+
+// Takes the next entry off a list of directories; false when there is none left. A separator at the end begins no entry.
+bool nextDirectory(const char** list, int* bytes, const char** entry) {
+    if (**list == '\0') return false;
+    *entry = *list;
+    const char* separator = std::strchr(*list, np_dir_listsep);
+    const char* end = separator != nullptr ? separator : *list + std::strlen(*list);
+    *bytes = static_cast<int>(end - *list);
+    *list = separator != nullptr ? separator + 1 : end;
+    return true;
+}
+
+}  // namespace
+
+bool KTWTManagerImpl::splitDirectories(KtbString* error) {
+    const char* entry = nullptr;
+    int bytes = 0;
+    for (const char* rest = directoryList_.asCstr(); nextDirectory(&rest, &bytes, &entry);) ++directoryCount_;
+
+    directories_.reset(new (std::nothrow) KtbString[static_cast<std::size_t>(directoryCount_)]);
+    bool stored = directories_ != nullptr;
+    const char* rest = directoryList_.asCstr();
+    for (int i = 0; stored && nextDirectory(&rest, &bytes, &entry); ++i) {
+        KtbString& directory = directories_[static_cast<std::size_t>(i)];
+        directory.assign(entry, bytes);
+        stored = !directory.isNull();
+    }
+    if (!stored) *error = KTWT_MESSAGE(29, "(directory array)");
+    return stored;
+}
+
+const KtbString& KTWTManagerImpl::directoryAt(int index) const {
+    static const KtbString outOfRange(nullptr);
+    return index >= 0 && index < directoryCount_ ? directories_[static_cast<std::size_t>(index)] : outOfRange;
+}
+
+KtbString KTWTManagerImpl::getAccessKey() { return accessKey_; }
+KtbString KTWTManagerImpl::getDirectories() { return directoryList_; }
+KtbString KTWTManagerImpl::getError() { return error_; }
+
+void KTWTManagerImpl::release() {
+    if (!ktwt::isNull(this)) delete this;
+}
+
+std::unique_ptr<KTWTFileImpl> KTWTManagerImpl::newTable(KtbString* error) {
+    std::unique_ptr<KTWTFileImpl> table(new (std::nothrow) KTWTFileImpl(this));
+    if (!table) *error = KTWT_MESSAGE(29, "(work table file instance)");
+    return table;
+}
+
+// Makes a table object, lets `open` create or open it, and hands it out only when that succeeded.
+template <class Open>
+KtWorkTableFile* KTWTManagerImpl::openTable(Open open, KtbString* error) {
+    std::unique_ptr<KTWTFileImpl> table = newTable(error);
+    if (!table) return nullptr;
+    if (open(*table)) return table.release();
+    *error = table->getError();
+    return nullptr;
+}
+
+KtWorkTableFile* KTWTManagerImpl::create(int columns, long elementSize, KtbString* error) {
+    return create(columns, 0, elementSize, error);
+}
+
+KtWorkTableFile* KTWTManagerImpl::create(int columns, int sortColumns, long elementSize, KtbString* error) {
+    if (sortColumns > 0) {
+        if (!enqueue(uniqueKey_, error)) return nullptr;
+        const bool ready = ensureDatafileManager(error);
+        dequeue(uniqueKey_);
+        if (!ready) return nullptr;
+    }
+    return openTable([&](KTWTFileImpl& table) { return table.create(columns, sortColumns, elementSize); }, error);
+}
+
+KtWorkTableFile* KTWTManagerImpl::open(const KtbString& name, bool reversed, KtbString* error) {
+    return openTable([&](KTWTFileImpl& table) { return table.open(name, reversed); }, error);
+}
+
+KtWorkTableFile* KTWTManagerImpl::open(const KtbString& name, int count, const KtbString* columns, long* range, bool reversed,
+                                       KtbString* error) {
+    return openTable([&](KTWTFileImpl& table) { return table.open(name, count, columns, range, reversed); }, error);
+}
+
+KtWorkTableFile* KTWTManagerImpl::open(const KtbString& name, int count, int* columns, long* range, bool reversed,
+                                       KtbString* error) {
+    return openTable([&](KTWTFileImpl& table) { return table.open(name, count, columns, range, reversed); }, error);
+}
+
+bool KTWTManagerImpl::remove(const KtbString& name, KtbString* error) {
+    std::unique_ptr<KTWTFileImpl> table = newTable(error);
+    if (!table) return false;
+    const KtbString* noColumns = nullptr;
+    if (table->open(name, 0, noColumns, nullptr, false) && table->remove()) return true;
+    *error = table->getError();
+    return false;
+}

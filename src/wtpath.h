@@ -1,0 +1,46 @@
+// Where files are: making and finding them in the manager's work directories. The only place that makes or joins paths.
+#ifndef KTWT_WTPATH_H
+#define KTWT_WTPATH_H
+
+#include "ktb/fio.h"
+#include "ktb/string.h"
+
+class KTWTManagerImpl;
+
+namespace ktwt {
+
+// Prefixes of our file names; what follows is the file layer's. On disk, never change.
+inline constexpr char headerPrefix[] = "ktwt_";
+inline constexpr char dataPrefix[] = "ktwte_";
+inline constexpr char indexPrefix[] = "ktwtei_";
+
+// What came of looking for a place for a file, or for the file.
+struct PlacedFile {
+    int code = np_err_no_such_file;  // of the last attempt; np_ok when `file` is open
+    bool joinFailed = false;         // `code` tells why a directory and the name could not be joined
+    int directory = 0;               // the directory of the last attempt
+    KtbString path;                  // the path of the last attempt
+    np_file* file = nullptr;
+};
+
+// The directories tried, in turn: from `first` on and, after the last, from the beginning, until each has had its turn.
+
+// Creates a file in the first directory that accepts one.
+PlacedFile createFile(const KTWTManagerImpl& manager, int first, const char* prefix);
+
+// Opens the file `name` in the first directory that holds it. Goes on only while there is no such file; any other failure ends
+// the search. A name that is no single file name is never looked for: it could lead out of the directories.
+PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& name, int mode);
+
+// The size of the file `name` in the first directory that holds it; 0 when none does.
+long findFileSize(const KTWTManagerImpl& manager, const KtbString& name);
+
+// Splits off the last part of a path. Returns an error code of the file layer.
+int lastPathPart(const KtbString& path, KtbString* name);
+
+// Whether a name is that of a file in a directory: not empty, "." or "..", and without a separator.
+bool isFileName(const KtbString& name);
+
+}  // namespace ktwt
+
+#endif
