@@ -1,8 +1,8 @@
 // KtbString: a text value that can also be null.
 //
 // Contents:  UTF-8 by intent, any bytes but NUL in fact: bytes are never altered. A character is one well-formed UTF-8 sequence
-//            (RFC 3629: no overlong form, no surrogate, nothing above U+10FFFF) or one byte that is not part of such a sequence.
-//            Positions and lengths count characters; sizes count bytes.
+//            (RFC 3629: no overlong form, no surrogate, nothing above U+10FFFF) or one byte that is not part of such a
+//            sequence. Positions and lengths count characters; sizes count bytes.
 // Memory:    texts of up to 26 bytes live inside the object. Longer ones own a heap block, which is kept when the text
 //            becomes shorter or null, so that a string that is filled again and again stops allocating.
 // Limits:    at most 2^31 - 2 bytes; a longer text counts as exhausted memory.
@@ -13,6 +13,8 @@
 #ifndef KTB_STRING_H
 #define KTB_STRING_H
 
+#include <cstddef>
+
 #include "ktb/export.h"
 
 class KTB_API KtbString {
@@ -21,7 +23,8 @@ public:
     KtbString() noexcept : data_(inline_), size_(0), length_(0), capacity_(inlineCapacity), null_(false) { inline_[0] = 0; }
 
     // A copy of the NUL-terminated `text`; a null pointer gives a null string. With `literal` the caller promises that the
-    // text outlives this string and every copy of it: it is then referred to and not copied.
+    // text outlives this string and every copy of it: it is then referred to and not copied. A string that is assigned such a
+    // text gives up its block.
     KtbString(const char* text, bool literal = false) noexcept;
 
     KtbString(const KtbString& other) noexcept;
@@ -34,7 +37,8 @@ public:
 
     void assign(const KtbString& text) noexcept { *this = text; }
     void assign(const char* text) noexcept;  // a null pointer gives a null string
-    // The `bytes` bytes at `text`, cut at the first NUL among them. A negative count gives a null string.
+    // The `bytes` bytes at `text`, all of them readable, cut at the first NUL among them. A null pointer or a negative count
+    // gives a null string.
     void assign(const char* text, int bytes) noexcept;
     void assign(int number) noexcept;   // decimal digits, with a minus sign when negative
     void assign(long number) noexcept;  // likewise
@@ -46,7 +50,8 @@ public:
     void append(const char* text, int bytes, bool* failed) noexcept;  // cut at the first NUL, as in assign
 
     // Replaces up to `count` occurrences (all when negative) of `from` that begin at or after character `start`, left to
-    // right and without overlap, by `to`. An empty `from` is found nowhere. Takes time linear in the text.
+    // right and without overlap, by `to`. An empty `from` is found nowhere; a null text counts as empty. Takes time linear in
+    // the texts.
     void replace(const KtbString& from, const KtbString& to, unsigned start, int count) noexcept;
 
     // Keeps the first `n` characters; does nothing when there are no more than that. Cutting off a few characters at the end
@@ -85,17 +90,34 @@ private:
     static constexpr unsigned inlineCapacity = 26;
     static constexpr unsigned literalCapacity = 0;  // data_ points at somebody else's text, which is never written to
 
-    bool ownsBlock() const noexcept { return data_ != inline_ && capacity_ != literalCapacity; }
-    void freeBlock() noexcept;
-    bool reserve(unsigned bytes, bool keep) noexcept;
-    int countCharacters() const noexcept;
-    void setBytes(const char* text, unsigned bytes) noexcept;
-    void steal(KtbString& other) noexcept;
+    struct Storage {
+        char* data;  // null when memory is exhausted
+        unsigned capacity;
+    };
 
-    char* data_;           // never null, always NUL-terminated at data_[size_]
-    unsigned size_;        // bytes without the NUL
-    mutable int length_;   // characters, or -1 when not counted yet
-    unsigned capacity_;    // bytes that fit at data_ without the NUL; literalCapacity for a literal
+    bool isLiteral() const noexcept { return capacity_ == literalCapacity; }
+    bool ownsBlock() const noexcept { return data_ != inline_ && !isLiteral(); }
+    void freeBlock() noexcept;
+    Storage storageFor(unsigned bytes) noexcept;
+    void adopt(Storage storage) noexcept;
+    void adoptInline() noexcept;
+    void refer(const char* text, std::size_t bytes) noexcept;
+    bool assignShort(const char* text, unsigned bytes) noexcept;
+    void assignBytes(const char* text, std::size_t bytes) noexcept;
+    void assignUnlike(const KtbString& other) noexcept;
+    void appendBytes(const char* text, std::size_t bytes, bool* failed) noexcept;
+    void finish(unsigned bytes, int length) noexcept;
+    void finishAppend(unsigned bytes) noexcept;
+    void becomeEmpty() noexcept;
+    void steal(KtbString& other) noexcept;
+    int countCharacters() const noexcept;
+    const char* end() const noexcept { return data_ + size_; }
+    const char* place(unsigned characters) const noexcept;
+
+    char* data_;          // never null, always NUL-terminated at data_[size_]
+    unsigned size_;       // bytes without the NUL
+    mutable int length_;  // characters, or -1 when not counted yet
+    unsigned capacity_;   // bytes that fit at data_ without the NUL; literalCapacity for a literal
     bool null_;
     char inline_[inlineCapacity + 1];
 };
