@@ -1,0 +1,53 @@
+# Sourced by the other scripts: makes sure that the tools of the build are there.
+# shellcheck shell=bash
+
+# Says whether what Debian calls package $1 is usable. It looks for the thing itself, so that a tool that came another way counts.
+package_present() {
+    case $1 in
+        ninja-build) command -v ninja ;;
+        clang) command -v clang++ ;;
+        libgtest-dev) header_present gtest/gtest.h ;;
+        libbenchmark-dev) header_present benchmark/benchmark.h ;;
+        libsqlite3-dev) header_present sqlite3.h ;;
+        *) command -v "$1" ;;
+    esac >/dev/null 2>&1
+}
+
+header_present() {
+    printf '#include <%s>\n' "$1" | g++ -x c++ -fsyntax-only -
+}
+
+# Fills the array `missing` with those of the named packages that are not usable.
+find_missing() {
+    missing=()
+    local package
+    for package in "$@"; do
+        package_present "$package" || missing+=("$package")
+    done
+}
+
+# Installs what is missing of the named Debian packages. Ends the script with status 2 where it cannot.
+install_packages() {
+    local as_root=() missing
+    find_missing "$@"
+    [ ${#missing[@]} -gt 0 ] || return 0
+    if ! command -v apt-get >/dev/null; then
+        echo "Please install these first (the names are Debian's): ${missing[*]}" >&2
+        exit 2
+    fi
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "Please install these as root first: apt-get install ${missing[*]}" >&2
+            exit 2
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
+    find_missing "$@"
+    if [ ${#missing[@]} -gt 0 ]; then
+        echo "Still not usable after they were installed: ${missing[*]}" >&2
+        exit 2
+    fi
+}
