@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <random>
 #include <string>
@@ -278,6 +279,24 @@ TEST(DateTest, MicrosecondsComeBackFromTheirTextsWhereDoublesHaveThem) {
         const std::string text = momentOf(static_cast<double>(micros) / 1e6);
         ASSERT_EQ(secondsOf(text), static_cast<double>(micros) / 1e6) << text;
         ASSERT_EQ(reread(text), text);
+    }
+}
+
+TEST(DateTest, RandomMomentsBecomeTheNearestDouble) {
+    constexpr unsigned seed = 19703;
+    SCOPED_TRACE(seed);
+    std::mt19937_64 engine(seed);
+    std::uniform_int_distribution<long> moments(-62'135'596'800, 253'402'300'799);
+    std::uniform_int_distribution<int> decimals(0, 999'999);
+    for (int round = 0; round < 50'000; ++round) {
+        const long whole = moments(engine);
+        const std::string fraction = padded(decimals(engine), 6);
+        const std::string date = momentOf(static_cast<double>(whole)) + "." + fraction;
+        // Before 1970 the fraction counts towards it.
+        const std::string exact = whole >= 0 ? std::to_string(whole) + "." + fraction
+                                             : std::to_string(whole + 1) + "." + padded(1'000'000 - std::stoi(fraction), 6);
+        if (whole < 0 && (whole == -1 || fraction == "000000")) continue;
+        ASSERT_EQ(secondsOf(date), std::min(std::strtod(exact.c_str(), nullptr), lastSeconds)) << date;
     }
 }
 

@@ -5,6 +5,7 @@
 #include "ktb/date.h"
 
 #include <cmath>
+#include <cstdlib>
 
 #include "ktb/real.h"
 #include "value/text_scan.h"
@@ -81,15 +82,22 @@ long microsFromSeconds(double seconds) {
     return static_cast<long>(whole) * microsPerSecond + std::lround((seconds - whole) * static_cast<double>(microsPerSecond));
 }
 
-// The nearest double. The last moments of 9999 are nearest to the end of the range, which is no date: they become the last that
-// is.
-double secondsFromMicros(long micros) {
-    const bool negative = micros < 0;
-    const auto magnitude = static_cast<unsigned long>(negative ? -micros : micros);
-    const unsigned long words[3] = {(negative ? 1UL << 63 : 0) | 6, 0, magnitude};
+// Up to here a count of microseconds is exact as a double, so that dividing it rounds once; farther from 1970 it would round
+// twice.
+constexpr long exactMicrosMax = 1L << 53;
+
+double nearestSeconds(long micros) {
+    if (std::abs(micros) <= exactMicrosMax) return static_cast<double>(micros) / static_cast<double>(microsPerSecond);
+    const auto magnitude = static_cast<unsigned long>(std::abs(micros));
+    const unsigned long words[3] = {(micros < 0 ? 1UL << 63 : 0) | 6, 0, magnitude};
     KtbReal exact;
-    exact.assignFD(words);
-    const double seconds = exact.asDouble(nullptr);
+    (void)exact.assignFD(words);  // always a decimal: at most 18 digits
+    return exact.asDouble(nullptr);
+}
+
+// The last moments of 9999 are nearest to the end of the range, which is no date: they become the last one that is.
+double secondsFromMicros(long micros) {
+    const double seconds = nearestSeconds(micros);
     return seconds < KtbDate::secondsEnd ? seconds : std::nextafter(KtbDate::secondsEnd, 0);
 }
 

@@ -178,7 +178,7 @@ int compareMagnitude(const Decimal& a, const Decimal& b) {
                  b.coefficient % unitB * powerOfTen(KtbReal::scaleMax - b.scale));
 }
 
-void raise(bool* err) {
+void report(bool* err) {
     if (err != nullptr) *err = true;
 }
 
@@ -194,7 +194,8 @@ bool KtbReal::assign(const char* text) noexcept {
 
 void KtbReal::assign(long number) noexcept {
     const auto bits = static_cast<unsigned long>(number);
-    store({number < 0 ? 0 - bits : bits, 0, number < 0}, this);
+    // Not looked at: every integer is a decimal.
+    (void)store({number < 0 ? 0 - bits : bits, 0, number < 0}, this);
 }
 
 bool KtbReal::assign(double number) noexcept {
@@ -229,7 +230,7 @@ void KtbReal::asFD(unsigned long (*words)[3]) const noexcept {
 
 double KtbReal::asDouble(bool* err) const noexcept {
     if (null_) {
-        raise(err);
+        report(err);
         return 0;
     }
     // Reading the exact text rounds once; any arithmetic on the coefficient and a power of ten would round twice.
@@ -245,7 +246,7 @@ long KtbReal::asInt64(bool* err) const noexcept {
     const Coefficient whole = join(high_, low_) / unit;
     const Coefficient limit = static_cast<unsigned long>(std::numeric_limits<long>::max()) + (negative_ ? 1UL : 0UL);
     if (null_ || join(high_, low_) % unit != 0 || whole > limit) {
-        raise(err);
+        report(err);
         return 0;
     }
     const auto bits = static_cast<unsigned long>(whole);
