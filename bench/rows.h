@@ -1,0 +1,52 @@
+// The rows that all benches share: eight mixed columns, about 100 bytes each.
+#ifndef BENCH_ROWS_H
+#define BENCH_ROWS_H
+
+#include <string>
+#include <vector>
+
+#include "ktwt/ktwt.h"
+
+namespace bench {
+
+inline constexpr int columns = 8;
+
+struct ColumnSketch {
+    const char* name;
+    ktbType type;
+};
+
+// Two integers, a boolean, a decimal, a date, and texts of 8 to 24, about 8, and 0 to 60 bytes; a tenth of the last are null.
+inline constexpr ColumnSketch sketch[columns] = {
+    {"id", ktbTypeInteger},  {"quantity", ktbTypeInteger}, {"active", ktbTypeBoolean}, {"price", ktbTypeDecimal},
+    {"moment", ktbTypeDate}, {"name", ktbTypeString},      {"code", ktbTypeString},    {"remark", ktbTypeString}};
+
+// A table of as many rows as wanted: the same thousand or so different rows over and over, so that what is measured is the road
+// and not the memory they come from. Made from a fixed seed.
+class Rows {
+public:
+    Rows();
+    KtbDatavar* row(long n) { return &values_[static_cast<std::size_t>(n % distinct) * columns]; }
+
+    // Whether two rows hold the same values.
+    static bool same(const KtbDatavar* a, const KtbDatavar* b);
+
+private:
+    static constexpr long distinct = 1021;
+    std::vector<KtbDatavar> values_;
+};
+
+// The rows, made once.
+Rows& rows();
+
+// How many rows the tables have; --rows=N on the command line.
+long rowCount();
+void setRowCount(long count);
+
+// Where the files go: a directory of the bench's own below the system's temporary directory, made at the first call and
+// removed at the end of the program.
+const std::string& directory();
+
+}  // namespace bench
+
+#endif
