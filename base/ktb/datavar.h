@@ -1,6 +1,7 @@
 // KtbDatavar: a variant value, one of the types of type.h or null.
 //
-// Conversions: exact or an error. A conversion that cannot be made sets *err to true and gives zero or a null; *err is never set to
+// Conversions: exact or an error. A conversion that cannot be made sets *err to true and gives zero or a null; *err is never
+// set to
 //              false and may be null. Two roundings are allowed: integers, decimals and texts become the nearest double, and a
 //              double becomes the decimal of its shortest round-trip text. Null converts to a null text and is an error for
 //              every other type.
@@ -39,11 +40,20 @@ public:
         become(ktbTypeDouble);
         double_ = value;
     }
-    void assign(const char* text) noexcept;             // a null pointer gives a null of type string
-    void assign(const char* text, int bytes) noexcept;  // as KtbString::assign
-    void assign(const KtbString& text) noexcept;        // a null string gives a null of type string
-    void assign(const KtbReal& value) noexcept;         // a null gives a null of type decimal
-    void assign(const KtbDate& value) noexcept;         // a null gives a null of type date
+    void assign(const char* text) noexcept {  // a null pointer gives a null of type string
+        text_.assign(text);
+        becomeText();
+    }
+    void assign(const char* text, int bytes) noexcept {  // as KtbString::assign
+        text_.assign(text, bytes);
+        becomeText();
+    }
+    void assign(const KtbString& text) noexcept {  // a null string gives a null of type string
+        text_ = text;
+        becomeText();
+    }
+    void assign(const KtbReal& value) noexcept;  // a null gives a null of type decimal
+    void assign(const KtbDate& value) noexcept;  // a null gives a null of type date
     template <class T>
     void assign(const T*) = delete;  // would otherwise become a boolean
 
@@ -69,7 +79,8 @@ public:
     // A date is an error.
     bool asBool(bool* err) const noexcept { return isA(ktbTypeBoolean) ? boolean_ : convertToBool(err); }
 
-    // From a boolean (0 or 1), from whole numbers and dates on whole seconds that fit, from texts of blanks, a sign, digits and blanks.
+    // From a boolean (0 or 1), from whole numbers and dates on whole seconds that fit, from texts of blanks, a sign, digits and
+    // blanks.
     long asInt64(bool* err) const noexcept { return isA(ktbTypeInteger) ? integer_ : convertToInt64(err); }
 
     // From a boolean (0 or 1), any number, a date (its seconds), and texts that are a decimal number with an optional exponent,
@@ -107,6 +118,12 @@ private:
         type_ = type;
         null_ = true;
     }
+    void becomeText() noexcept {
+        type_ = ktbTypeString;
+        null_ = text_.isNull();
+    }
+    void copyNumber(const KtbDatavar& other) noexcept;
+    void convertTo(ktbType type) noexcept;
     bool convertToBool(bool* err) const noexcept;
     long convertToInt64(bool* err) const noexcept;
     double convertToDouble(bool* err) const noexcept;

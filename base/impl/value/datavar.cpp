@@ -1,0 +1,118 @@
+// Copying and assigning variants. The string is apart from the other values: a value of another type leaves it alone, so that
+// its block is there when the next text comes.
+#include "ktb/datavar.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+constexpr unsigned decimalWords = 3;
+constexpr unsigned decimalBytes = decimalWords * sizeof(unsigned long);
+
+std::uint64_t word(const void* bytes, unsigned index, bool swap) noexcept {
+    std::uint64_t value;
+    std::memcpy(&value, static_cast<const char*>(bytes) + index * sizeof value, sizeof value);
+    return swap ? __builtin_bswap64(value) : value;
+}
+
+double doubleOf(std::uint64_t bits) noexcept {
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+long integerOf(std::uint64_t bits) noexcept {
+    long value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+bool isTrue(const void* byte) noexcept { return *static_cast<const unsigned char*>(byte) != 0; }
+
+KtbReal decimalOf(const void* bytes, bool swap) noexcept {
+    const unsigned long words[decimalWords] = {word(bytes, 0, swap), word(bytes, 1, swap), word(bytes, 2, swap)};
+    KtbReal decimal;
+    return decimal.assignFD(words) ? decimal : KtbReal();
+}
+
+constexpr bool isFixed(ktbType type) noexcept { return type != ktbTypeString && type >= ktbTypeNone && type <= ktbTypeDouble; }
+
+// The one length in bytes of a value of this type; 0 for none, of which there is no value.
+constexpr unsigned storedBytes(ktbType type) noexcept {
+    return type == ktbTypeNone ? 0 : type == ktbTypeBoolean ? 1 : type == ktbTypeDecimal ? decimalBytes : sizeof(std::uint64_t);
+}
+
+}  // namespace
+
+KtbDatavar::KtbDatavar(const KtbDatavar& other) noexcept : KtbDatavar() { *this = other; }
+
+KtbDatavar::KtbDatavar(KtbDatavar&& other) noexcept : KtbDatavar() { *this = std::move(other); }
+
+// Copies the bytes of whichever value is there without a branch on the type; they mean nothing in a string.
+void KtbDatavar::copyNumber(const KtbDatavar& other) noexcept {
+    static_assert(std::is_trivially_copyable_v<KtbReal> && sizeof(KtbReal) >= sizeof(long) &&
+                  sizeof(KtbReal) >= sizeof(double));
+    std::memcpy(static_cast<void*>(&decimal_), static_cast<const void*>(&other.decimal_), sizeof decimal_);
+}
+
+KtbDatavar& KtbDatavar::operator=(const KtbDatavar& other) noexcept {
+    if (this == &other) return *this;
+    if (other.isA(ktbTypeString)) {
+        assign(other.text_);
+        return *this;
+    }
+    type_ = other.type_;
+    null_ = other.null_;
+    copyNumber(other);
+    return *this;
+}
+
+KtbDatavar& KtbDatavar::operator=(KtbDatavar&& other) noexcept {
+    if (this == &other) return *this;
+    if (other.isA(ktbTypeString)) {
+        text_ = std::move(other.text_);
+        becomeText();
+    } else {
+        *this = static_cast<const KtbDatavar&>(other);
+    }
+    other.setNull();
+    return *this;
+}
+
+void KtbDatavar::assign(const KtbReal& value) noexcept {
+    if (value.isNull()) return becomeNull(ktbTypeDecimal);
+    become(ktbTypeDecimal);
+    new (static_cast<void*>(&decimal_)) KtbReal(value);
+}
+
+void KtbDatavar::assign(const KtbDate& value) noexcept {
+    if (value.isNull()) return becomeNull(ktbTypeDate);
+    become(ktbTypeDate);
+    double_ = value.asDouble();
+}
+
+void KtbDatavar::assign(ktbType type, const void* bytes, unsigned length, bool swap) noexcept {
+    if (!isFixed(type)) {
+        const bool fits = length <= static_cast<unsigned>(std::numeric_limits<int>::max());
+        return assign(static_cast<const char*>(bytes), fits ? static_cast<int>(length) : -1);
+    }
+    if (bytes == nullptr || length == 0 || length != storedBytes(type)) return becomeNull(type);
+    switch (type) {
+        case ktbTypeBoolean:
+            return assign(isTrue(bytes));
+        case ktbTypeInteger:
+            return assign(integerOf(word(bytes, 0, swap)));
+        case ktbTypeDecimal:
+            return assign(decimalOf(bytes, swap));
+        case ktbTypeDate:
+            return assign(KtbDate(doubleOf(word(bytes, 0, swap))));
+        default:
+            return assign(doubleOf(word(bytes, 0, swap)));
+    }
+}
