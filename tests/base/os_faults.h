@@ -26,13 +26,19 @@ public:
     // No file grows beyond this size: a write up to there is cut short, one that begins there fails with ENOSPC.
     void fillDiskAt(long bytes) { diskBytes_ = bytes; }
 
+    // The next `calls` requests for random bytes get the same ones.
+    void repeatRandom(int calls) { repeatedRandom_ = calls; }
+
     long calls(OsCall kind) const { return calls_[static_cast<int>(kind)]; }
     bool failed() const { return failed_; }
+    long bytesRead() const { return bytesRead_; }
 
     // For the functions in the calls' places. Returns the value for errno, 0 to go on.
     int meet(OsCall kind);
     unsigned long transferMax() const { return transferMax_; }
     long diskBytes() const { return diskBytes_; }
+    void countRead(long bytes) { bytesRead_ += bytes > 0 ? bytes : 0; }
+    bool takeRepeatedRandom() { return repeatedRandom_ > 0 && repeatedRandom_-- > 0; }
 
 private:
     long calls_[static_cast<int>(OsCall::end)] = {};
@@ -46,6 +52,8 @@ private:
     bool failed_ = false;
     unsigned long transferMax_ = ULONG_MAX;
     long diskBytes_ = LONG_MAX;
+    long bytesRead_ = 0;
+    int repeatedRandom_ = 0;
 };
 
 #endif

@@ -36,6 +36,19 @@ public:
     unsigned long put(const void* buffer, unsigned long size);
     long position() const { return awayPosition_ >= 0 ? awayPosition_ : base_ + (cursor_ - begin_); }
     void moveTo(long position);
+    const unsigned char* view(unsigned long* size) const {
+        *size = static_cast<unsigned long>(readLimit_ - cursor_);
+        return cursor_;
+    }
+    unsigned char* lendRoom(unsigned long* size) const {
+        *size = static_cast<unsigned long>(writeLimit_ - cursor_);
+        return cursor_;
+    }
+    void fill(unsigned long size) {
+        cursor_ += size;
+        readLimit_ = cursor_;
+    }
+    bool skip(long bytes);  // moves forward, if there are as many bytes in the window
 
     // The size of the file with all that was put; negative when it cannot be found.
     long size();
@@ -80,10 +93,10 @@ private:
 
     // The hot members come first and share a cache line.
     Byte* cursor_ = nullptr;
-    Byte* readLimit_ = nullptr;
-    Byte* writeLimit_ = nullptr;
     Byte* begin_ = nullptr;
+    Byte* readLimit_ = nullptr;
     Byte* validEnd_ = nullptr;
+    Byte* writeLimit_ = nullptr;
     Byte* writeStart_ = nullptr;  // null unless writing
     long base_ = 0;
     long awayPosition_ = -1;  // negative unless away
@@ -117,10 +130,7 @@ inline void np_file::settle() {
 }
 
 inline void np_file::moveTo(long position) {
-    if (writeStart_) {
-        if (position == base_ + (cursor_ - begin_)) return;  // only asked for the position
-        settle();
-    }
+    settle();
     // A position before the window becomes a huge number here, so one comparison settles both ends.
     const unsigned long inWindow = static_cast<unsigned long>(position) - static_cast<unsigned long>(base_);
     const bool inside = inWindow <= validBytes();

@@ -21,14 +21,20 @@ struct Word16 {
     std::uint64_t half[2];
 };
 
-// Lengths, flags, numbers and short texts are copied without a call.
-inline void copyBytes(unsigned char* to, const unsigned char* from, unsigned long size) {
+// Kept apart, so that the short copies need no stack frame.
+[[gnu::noinline]] unsigned long copyMany(unsigned char* to, const unsigned char* from, unsigned long size) {
+    std::memcpy(to, from, size);
+    return size;
+}
+
+// Lengths, flags, numbers and short texts are copied without a call. Returns the size.
+inline unsigned long copyBytes(unsigned char* to, const unsigned char* from, unsigned long size) {
     if (size == sizeof(std::uint64_t)) {
         std::memcpy(to, from, sizeof(std::uint64_t));
     } else if (size == 1) {
         *to = *from;
     } else if (size > 32) {
-        std::memcpy(to, from, size);
+        return copyMany(to, from, size);
     } else if (size >= 16) {
         copyTwo<Word16>(to, from, size);
     } else if (size > 8) {
@@ -38,6 +44,7 @@ inline void copyBytes(unsigned char* to, const unsigned char* from, unsigned lon
     } else if (size >= 2) {
         copyTwo<std::uint16_t>(to, from, size);
     }
+    return size;
 }
 
 }  // namespace
@@ -49,8 +56,7 @@ inline unsigned long np_file::get(void* buffer, unsigned long size) {
     // The closed direction's limit goes along, so that neither limit is ever behind the cursor.
     cursor_ += size;
     writeLimit_ = cursor_;
-    copyBytes(static_cast<Byte*>(buffer), from, size);
-    return size;
+    return copyBytes(static_cast<Byte*>(buffer), from, size);
 }
 
 inline unsigned long np_file::put(const void* buffer, unsigned long size) {
@@ -60,18 +66,33 @@ inline unsigned long np_file::put(const void* buffer, unsigned long size) {
     }
     cursor_ += size;
     readLimit_ = cursor_;
-    copyBytes(to, static_cast<const Byte*>(buffer), size);
-    return size;
+    return copyBytes(to, static_cast<const Byte*>(buffer), size);
+}
+
+// The step over a column that nobody wants. Only the reading state has bytes before its limit to step over.
+inline bool np_file::skip(long bytes) {
+    if (static_cast<unsigned long>(bytes) - 1 >= static_cast<unsigned long>(readLimit_ - cursor_)) return false;
+    cursor_ += bytes;
+    writeLimit_ = cursor_;
+    return true;
 }
 
 extern "C" unsigned long np_fio_getb(np_file* file, void* buffer, unsigned long size) { return file->get(buffer, size); }
 
 extern "C" unsigned long np_fio_putb(np_file* file, const void* buffer, unsigned long size) { return file->put(buffer, size); }
 
+extern "C" const unsigned char* np_fio_view(np_file* file, unsigned long* size) { return file->view(size); }
+
+extern "C" unsigned char* np_fio_room(np_file* file, unsigned long* size) { return file->lendRoom(size); }
+
+extern "C" void np_fio_fill(np_file* file, unsigned long size) { file->fill(size); }
+
 extern "C" long np_fio_seek64(np_file* file, long offset, int origin) {
     long from = 0;
     if (origin == np_from_current) {
+        if (file->skip(offset)) return file->position();
         from = file->position();
+        if (offset == 0) return from;
     } else if (origin == np_from_end) {
         from = file->size();
         if (from < 0) return -1;
