@@ -139,6 +139,23 @@ TEST_F(FileErrorsTest, APutThroughAReadOnlyHandleIsRememberedToo) {
     EXPECT_EQ(bytesOf(path("file")), "abc");
 }
 
+TEST_F(FileErrorsTest, NoRoomIsLentWhereAPutWouldFail) {
+    makeFile("file", "abc");
+    np_file* readOnly = open(path("file"), np_mode_read);
+    np_file* broken = open(path("file"), np_mode_update);
+    put(readOnly, "x");
+    put(broken, "x");
+    OsFaults os;
+    os.failEvery(OsCall::pwrite, EIO);
+    EXPECT_EQ(np_fio_bufmode(broken, 0), np_err_io);
+    for (np_file* file : {readOnly, broken}) {
+        unsigned long size = 1;
+        np_fio_room(file, &size);
+        EXPECT_EQ(size, 0u);
+        EXPECT_NE(np_fio_close(file), np_ok);
+    }
+}
+
 TEST_F(FileErrorsTest, AReadThatFailsIsShortAndIsNotRemembered) {
     np_file* file = open(makeFile("file", patternOf(10'000)), np_mode_update);
     {

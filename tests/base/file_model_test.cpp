@@ -1,4 +1,5 @@
 // Random calls on a handle, compared after each with a text in memory that does what a file does.
+#include <algorithm>
 #include <random>
 
 #include "file/file.h"
@@ -82,6 +83,26 @@ protected:
         ASSERT_EQ(get(file_, size), model_.get(size));
     }
 
+    void takeFromView() {
+        unsigned long size = 0;
+        const unsigned char* bytes = np_fio_view(file_, &size);
+        const std::string lent(bytes, bytes + size);
+        ASSERT_EQ(lent, model_.bytes.substr(std::min(model_.position, model_.bytes.size()), size));
+        const unsigned long used = random(size + 1);
+        model_.position += used;
+        ASSERT_EQ(np_fio_seek64(file_, static_cast<long>(used), np_from_current), static_cast<long>(model_.position));
+    }
+
+    void fillRoom() {
+        unsigned long size = 0;
+        unsigned char* room = np_fio_room(file_, &size);
+        std::string text(random(size + 1), '\0');
+        for (char& byte : text) byte = static_cast<char>(random(256));
+        std::copy(text.begin(), text.end(), room);
+        np_fio_fill(file_, text.size());
+        model_.put(text);
+    }
+
     void seekTo(long offset, int origin) {
         const std::size_t from = origin == np_from_start     ? 0
                                  : origin == np_from_current ? model_.position
@@ -124,8 +145,10 @@ protected:
 
     void step() {
         const unsigned long choice = random(100);
-        if (choice < 35) return putSome();
-        if (choice < 65) return getSome();
+        if (choice < 30) return putSome();
+        if (choice < 40) return fillRoom();
+        if (choice < 60) return getSome();
+        if (choice < 70) return takeFromView();
         if (choice < 92) return seekSome();
         if (choice < 95) return flushAndCompare();
         if (choice < 99) return truncateSome();

@@ -1,4 +1,6 @@
 // Where the window goes, and how many calls and bytes that costs.
+#include <algorithm>
+#include <cerrno>
 #include <climits>
 
 #include "file/file.h"
@@ -340,6 +342,41 @@ TEST_F(FileWindowTest, TransfersOfEveryShortLengthAndPlaceAreExact) {
     np_fio_seek64(file_, 0, np_from_start);
     std::size_t at = 0;
     for (unsigned long size = 0; size <= 130; at += size, ++size) ASSERT_EQ(get(file_, size), bytes_.substr(at, size)) << size;
+}
+
+TEST_F(FileWindowTest, WhatIsLentIsWhatAGetWouldDeliver) {
+    openPattern(10'000);
+    unsigned long size = 1;
+    np_fio_view(file_, &size);
+    EXPECT_EQ(size, 0u);  // nothing was read yet, and lending reads nothing
+    get(file_, 100);
+    const unsigned char* lent = np_fio_view(file_, &size);
+    EXPECT_EQ(std::string(lent, lent + size), bytes_.substr(100, 4096 - 100));
+    EXPECT_EQ(np_fio_seek64(file_, 50, np_from_current), 150);
+    EXPECT_EQ(get(file_, 10), bytes_.substr(150, 10));
+    np_fio_room(file_, &size);
+    EXPECT_EQ(size, 0u);  // reading is no time to put
+    np_fio_fill(file_, 0);
+    EXPECT_EQ(get(file_, 10), bytes_.substr(160, 10));
+    EXPECT_EQ(os_.calls(OsCall::pread), 1);
+}
+
+TEST_F(FileWindowTest, WhatIsPutIntoLentRoomIsPut) {
+    openPattern(0);
+    unsigned long size = 1;
+    np_fio_room(file_, &size);
+    EXPECT_EQ(size, 0u);
+    put(file_, "a");
+    unsigned char* room = np_fio_room(file_, &size);
+    ASSERT_GE(size, 4000u);
+    std::copy_n("bcd", 3, room);
+    np_fio_fill(file_, 2);
+    EXPECT_EQ(np_fio_seek64(file_, 0, np_from_current), 3);
+    put(file_, "e");
+    np_fio_view(file_, &size);
+    EXPECT_EQ(size, 0u);  // nor is putting one to get
+    EXPECT_EQ(np_fio_bufmode(file_, 0), np_ok);
+    EXPECT_EQ(bytesOf(path("file")), "abce");
 }
 
 TEST_F(FileWindowTest, TransfersOfNothingNeedNoMemoryToPointTo) {

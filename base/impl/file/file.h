@@ -45,6 +45,7 @@ public:
         return cursor_;
     }
     void fill(unsigned long size) {
+        if (size == 0) return;  // perhaps not even in the writing state
         cursor_ += size;
         readLimit_ = cursor_;
     }
