@@ -122,6 +122,7 @@ private:
         type_ = ktbTypeString;
         null_ = text_.isNull();
     }
+    void assignDecimal(const void* bytes, bool swap) noexcept;
     void copyNumber(const KtbDatavar& other) noexcept;
     void convertTo(ktbType type) noexcept;
     bool convertToBool(bool* err) const noexcept;

@@ -91,18 +91,18 @@ private:
     static constexpr unsigned literalCapacity = 0;  // data_ points at somebody else's text, which is never written to
 
     struct Storage {
-        char* data;  // null when memory is exhausted
-        unsigned capacity;
+        char* data = nullptr;
+        unsigned capacity = 0;
     };
 
     bool isLiteral() const noexcept { return capacity_ == literalCapacity; }
     bool ownsBlock() const noexcept { return data_ != inline_ && !isLiteral(); }
     void freeBlock() noexcept;
-    Storage storageFor(unsigned bytes) noexcept;
+    bool storageFor(std::size_t bytes, Storage* storage) noexcept;
     void adopt(Storage storage) noexcept;
     void adoptInline() noexcept;
     void refer(const char* text, std::size_t bytes) noexcept;
-    bool assignShort(const char* text, unsigned bytes) noexcept;
+    void assignCut(const char* text, int bytes) noexcept;
     void assignBytes(const char* text, std::size_t bytes) noexcept;
     void assignUnlike(const KtbString& other) noexcept;
     void appendBytes(const char* text, std::size_t bytes, bool* failed) noexcept;

@@ -72,7 +72,7 @@ TEST(StringTest, TextsUpToTwentySixBytesNeedNoMemory) {
 }
 
 TEST(StringTest, CountedAssignTakesEveryByteOfEverySize) {
-    for (std::size_t size = 0; size <= 64; ++size) {
+    for (std::size_t size = 0; size <= 70; ++size) {
         std::string bytes;
         for (std::size_t i = 0; i < size; ++i) bytes += static_cast<char>('!' + i);
         const std::string source = bytes + "beyond";
@@ -83,7 +83,7 @@ TEST(StringTest, CountedAssignTakesEveryByteOfEverySize) {
 }
 
 TEST(StringTest, CountedAssignReadsNoByteTooMany) {
-    for (std::size_t size = 0; size <= 40; ++size) {
+    for (std::size_t size = 0; size <= 70; ++size) {
         const std::string bytes(size, 'b');
         char* exact = static_cast<char*>(std::malloc(size + (size == 0)));
         std::memcpy(exact, bytes.data(), size);
@@ -95,7 +95,7 @@ TEST(StringTest, CountedAssignReadsNoByteTooMany) {
 }
 
 TEST(StringTest, CountedAssignIsCutAtTheFirstNulWhereverItIs) {
-    for (std::size_t size = 1; size <= 40; ++size) {
+    for (std::size_t size = 1; size <= 70; ++size) {
         for (std::size_t nul = 0; nul < size; ++nul) {
             std::string bytes(size, 'n');
             bytes[nul] = 0;
@@ -109,7 +109,7 @@ TEST(StringTest, CountedAssignIsCutAtTheFirstNulWhereverItIs) {
 
 TEST(StringTest, BytesWithTheHighBitAreNotTakenForNul) {
     for (int byte = 1; byte < 256; ++byte) {
-        for (std::size_t size = 1; size <= 26; ++size) {
+        for (std::size_t size = 1; size <= 70; ++size) {
             const std::string bytes(size, static_cast<char>(byte));
             KtbString value;
             value.assign(bytes.data(), static_cast<int>(size));
@@ -479,14 +479,8 @@ TEST(StringTest, TextsAboveTheLimitCountAsExhaustedMemory) {
     EXPECT_TRUE(isNullText(value));
 }
 
-TEST(StringTest, SizesNearTheLimitDoNotOverflow) {
+TEST(StringTest, CapacitiesNearTheLimitDoNotOverflow) {
     static_assert(textBytesMax == 0x7ffffffe);
-    EXPECT_TRUE(textFits(0, textBytesMax));
-    EXPECT_FALSE(textFits(0, textBytesMax + std::size_t{1}));
-    EXPECT_TRUE(textFits(textBytesMax - 1, 1));
-    EXPECT_FALSE(textFits(textBytesMax, 1));
-    EXPECT_FALSE(textFits(1, ~std::size_t{0}));
-    EXPECT_FALSE(textFits(1, std::size_t{1} << 32));
     EXPECT_EQ(grownCapacity(26, 27), 52U);
     EXPECT_EQ(grownCapacity(26, 100), 100U);
     EXPECT_EQ(grownCapacity(0, 1), 1U);

@@ -35,12 +35,6 @@ long integerOf(std::uint64_t bits) noexcept {
 
 bool isTrue(const void* byte) noexcept { return *static_cast<const unsigned char*>(byte) != 0; }
 
-KtbReal decimalOf(const void* bytes, bool swap) noexcept {
-    const unsigned long words[decimalWords] = {word(bytes, 0, swap), word(bytes, 1, swap), word(bytes, 2, swap)};
-    KtbReal decimal;
-    return decimal.assignFD(words) ? decimal : KtbReal();
-}
-
 constexpr bool isFixed(ktbType type) noexcept { return type != ktbTypeString && type >= ktbTypeNone && type <= ktbTypeDouble; }
 
 // The one length in bytes of a value of this type; 0 for none, of which there is no value.
@@ -97,6 +91,14 @@ void KtbDatavar::assign(const KtbDate& value) noexcept {
     double_ = value.asDouble();
 }
 
+// Builds the decimal in its place: a copy of one just made would wait for its parts to be written.
+void KtbDatavar::assignDecimal(const void* bytes, bool swap) noexcept {
+    const unsigned long words[decimalWords] = {word(bytes, 0, swap), word(bytes, 1, swap), word(bytes, 2, swap)};
+    KtbReal* decimal = new (static_cast<void*>(&decimal_)) KtbReal();
+    type_ = ktbTypeDecimal;
+    null_ = !decimal->assignFD(words);
+}
+
 void KtbDatavar::assign(ktbType type, const void* bytes, unsigned length, bool swap) noexcept {
     if (!isFixed(type)) {
         const bool fits = length <= static_cast<unsigned>(std::numeric_limits<int>::max());
@@ -109,7 +111,7 @@ void KtbDatavar::assign(ktbType type, const void* bytes, unsigned length, bool s
         case ktbTypeInteger:
             return assign(integerOf(word(bytes, 0, swap)));
         case ktbTypeDecimal:
-            return assign(decimalOf(bytes, swap));
+            return assignDecimal(bytes, swap);
         case ktbTypeDate:
             return assign(KtbDate(doubleOf(word(bytes, 0, swap))));
         default:

@@ -142,13 +142,12 @@ KtbReal KtbDatavar::asReal(bool* err) const noexcept {
 KtbDate KtbDatavar::asDate() const noexcept {
     switch (null_ ? ktbTypeNone : type_) {
         case ktbTypeInteger:
+            return KtbDate(static_cast<double>(integer_));
         case ktbTypeDecimal:
+            return KtbDate(decimal_.asDouble(nullptr));
         case ktbTypeDate:
-        case ktbTypeDouble: {
-            bool failed = false;
-            const double seconds = asDouble(&failed);
-            return failed ? KtbDate() : KtbDate(seconds);
-        }
+        case ktbTypeDouble:
+            return KtbDate(double_);
         case ktbTypeString:
             return dateOfText(text_.asCstr());
         default:
@@ -176,6 +175,8 @@ KtbString KtbDatavar::asString() const noexcept {
 }
 
 void KtbDatavar::setType(ktbType type) noexcept {
+    // Every date that is read from a file comes this way.
+    if (type == ktbTypeDate && isA(ktbTypeDouble)) return assign(KtbDate(double_));
     const ktbType wanted = isKnown(type) ? type : ktbTypeString;
     if (null_ || wanted == ktbTypeNone) return becomeNull(wanted);
     if (wanted != type_) convertTo(wanted);

@@ -7,6 +7,7 @@
 // A block is given back only when it is outgrown, replaced by a block of another string or by a literal, or at the end.
 #include "ktb/string.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -21,6 +22,9 @@ namespace {
 
 constexpr int notCounted = -1;
 
+// Texts up to this size are copied word by word: for so few bytes the calls of strnlen and memmove cost more than their work.
+constexpr unsigned shortBytesMax = 64;
+
 template <class Word>
 Word load(const char* from) noexcept {
     Word word;
@@ -28,43 +32,44 @@ Word load(const char* from) noexcept {
     return word;
 }
 
+// Not zero when a byte of `word` is.
 template <class Word>
-bool hasZeroByte(Word word) noexcept {
+Word zeroBytes(Word word) noexcept {
     constexpr Word ones = static_cast<Word>(~Word{0}) / 0xFF;
-    return ((word - ones) & ~word & (ones << 7)) != 0;
+    constexpr Word highBits = ones * 0x80;
+    return static_cast<Word>((word - ones) & ~word & highBits);
 }
 
-// Copies `bytes` bytes, from one Word to two, as two words that may overlap, unless a NUL is among them. Everything is read
-// before anything is written, so that the places may overlap too.
-template <class Word>
-bool copyWithoutNul(char* to, const char* from, std::size_t bytes) noexcept {
-    const Word head = load<Word>(from);
-    const Word tail = load<Word>(from + bytes - sizeof(Word));
-    if (hasZeroByte(head) || hasZeroByte(tail)) return false;
-    std::memcpy(to, &head, sizeof head);
-    std::memcpy(to + bytes - sizeof tail, &tail, sizeof tail);
+// Copies the words at these offsets, which may overlap, unless a NUL is among them. All are read before the first is written,
+// so that the two places may overlap too.
+template <class Word, class... Offsets>
+[[gnu::always_inline]] inline bool copyWords(char* to, const char* from, Word zeros, std::size_t offset,
+                                             Offsets... others) noexcept {
+    const auto word = load<Word>(from + offset);
+    zeros |= zeroBytes(word);
+    if constexpr (sizeof...(others) == 0) {
+        if (zeros != 0) return false;
+    } else {
+        if (!copyWords<Word>(to, from, zeros, others...)) return false;
+    }
+    std::memcpy(to + offset, &word, sizeof word);
     return true;
 }
 
-bool copyUpTo3WithoutNul(char* to, const char* from, std::size_t bytes) noexcept {
-    if (bytes == 0) return true;
-    const char first = from[0], middle = from[bytes / 2], last = from[bytes - 1];
-    if (first == 0 || middle == 0 || last == 0) return false;
-    to[0] = first;
-    to[bytes / 2] = middle;
-    to[bytes - 1] = last;
-    return true;
-}
-
-// The same for 16 to 32 bytes.
-bool copyFrom16WithoutNul(char* to, const char* from, std::size_t bytes) noexcept {
+// Texts of a column differ in size from row to row, and each class of sizes is a branch that is hard to predict. So most sizes
+// share one class: four words spread over the text leave no gap between them up to 32 bytes.
+[[gnu::always_inline]] inline bool copyShort(char* to, const char* from, std::size_t bytes) noexcept {
     using Word = std::uint64_t;
-    const char* tail = from + bytes - 2 * sizeof(Word);
-    const Word words[] = {load<Word>(from), load<Word>(from + sizeof(Word)), load<Word>(tail), load<Word>(tail + sizeof(Word))};
-    if (hasZeroByte(words[0]) || hasZeroByte(words[1]) || hasZeroByte(words[2]) || hasZeroByte(words[3])) return false;
-    std::memcpy(to, words, 2 * sizeof(Word));
-    std::memcpy(to + bytes - 2 * sizeof(Word), words + 2, 2 * sizeof(Word));
-    return true;
+    constexpr std::size_t one = sizeof(Word), two = 2 * one, three = 3 * one, four = 4 * one;
+    if (bytes >= one && bytes <= four) {
+        const std::size_t last = bytes - one;
+        return copyWords<Word>(to, from, 0, 0, last / 3, last * 2 / 3, last);
+    }
+    if (bytes > four) {
+        return copyWords<Word>(to, from, 0, 0, one, two, three, bytes - four, bytes - three, bytes - two, bytes - one);
+    }
+    if (bytes >= sizeof(std::uint32_t)) return copyWords<std::uint32_t>(to, from, 0, 0, bytes - sizeof(std::uint32_t));
+    return copyWords<unsigned char>(to, from, 0, 0, bytes / 2, bytes - 1);
 }
 
 template <class Number>
@@ -144,13 +149,24 @@ void KtbString::steal(KtbString& other) noexcept {
 
 void KtbString::freeBlock() noexcept { ::operator delete(data_); }
 
-// Where a text of `bytes` bytes can be written: the storage of now if it is ours and large enough, else other storage that
-// adopt() makes ours. Nothing changes until then, so that a text can be made of its own parts.
-KtbString::Storage KtbString::storageFor(unsigned bytes) noexcept {
-    if (!isLiteral() && bytes <= capacity_) return {data_, capacity_};
-    if (bytes <= inlineCapacity) return {inline_, inlineCapacity};
-    const unsigned capacity = grownCapacity(capacity_, bytes);
-    return {static_cast<char*>(::operator new (std::size_t{capacity} + 1, std::nothrow)), capacity};
+// Finds where a text of `bytes` bytes can be written: the storage of now if it is ours and large enough, else other storage
+// that adopt() makes ours. Nothing changes until then, so that a text can be made of its own parts. False when memory is
+// exhausted or the text would be too large.
+bool KtbString::storageFor(std::size_t bytes, Storage* storage) noexcept {
+    if (bytes > textBytesMax) return false;
+    const auto size = static_cast<unsigned>(bytes);
+    if (!isLiteral() && size <= capacity_) {
+        *storage = {data_, capacity_};
+        return true;
+    }
+    if (size <= inlineCapacity) {
+        *storage = {inline_, inlineCapacity};
+        return true;
+    }
+    const unsigned capacity = grownCapacity(capacity_, size);
+    void* block = ::operator new (std::size_t{capacity} + 1, std::nothrow);
+    *storage = {static_cast<char*>(block), capacity};
+    return block != nullptr;
 }
 
 void KtbString::adopt(Storage storage) noexcept {
@@ -183,7 +199,7 @@ void KtbString::setNull() noexcept {
 }
 
 void KtbString::refer(const char* text, std::size_t bytes) noexcept {
-    if (!textFits(0, bytes)) return setNull();
+    if (bytes > textBytesMax) return setNull();
     adopt({const_cast<char*>(text), literalCapacity});
     size_ = static_cast<unsigned>(bytes);
     length_ = notCounted;
@@ -195,33 +211,27 @@ void KtbString::assign(const char* text) noexcept {
     assignBytes(text, std::strlen(text));
 }
 
+// The road of most texts that are read from a file. The comparison also sends away what is negative, empty or meets a literal,
+// whose capacity is 0.
 void KtbString::assign(const char* text, int bytes) noexcept {
-    if (text == nullptr || bytes < 0) return setNull();
     const auto size = static_cast<unsigned>(bytes);
-    if (size <= inlineCapacity && !isLiteral() && assignShort(text, size)) return;
-    assignBytes(text, strnlen(text, size));
+    const bool isShort = text != nullptr && size - 1 < std::min(capacity_, shortBytesMax);
+    if (!isShort || !copyShort(data_, text, size)) return assignCut(text, bytes);
+    finish(size, notCounted);
 }
 
-// The road of most texts that are read from a file: neither memchr nor memcpy is worth a call for so few bytes. False when
-// there is a NUL among them.
-bool KtbString::assignShort(const char* text, unsigned bytes) noexcept {
-    const bool copied = bytes >= 16  ? copyFrom16WithoutNul(data_, text, bytes)
-                        : bytes >= 8 ? copyWithoutNul<std::uint64_t>(data_, text, bytes)
-                        : bytes >= 4 ? copyWithoutNul<std::uint32_t>(data_, text, bytes)
-                                     : copyUpTo3WithoutNul(data_, text, bytes);
-    if (copied) finish(bytes, notCounted);
-    return copied;
+void KtbString::assignCut(const char* text, int bytes) noexcept {
+    if (text == nullptr || bytes < 0) return setNull();
+    assignBytes(text, strnlen(text, static_cast<std::size_t>(bytes)));
 }
 
 // `text` may be a part of this text; `bytes` leaves out any NUL.
 void KtbString::assignBytes(const char* text, std::size_t bytes) noexcept {
-    if (!textFits(0, bytes)) return setNull();
-    const auto size = static_cast<unsigned>(bytes);
-    const Storage storage = storageFor(size);
-    if (storage.data == nullptr) return setNull();
-    std::memmove(storage.data, text, size);
+    Storage storage;
+    if (!storageFor(bytes, &storage)) return setNull();
+    std::memmove(storage.data, text, bytes);
     adopt(storage);
-    finish(size, notCounted);
+    finish(static_cast<unsigned>(bytes), notCounted);
 }
 
 void KtbString::assign(int number) noexcept { assignNumber(this, number); }
@@ -245,8 +255,8 @@ void KtbString::appendBytes(const char* text, std::size_t bytes, bool* failed) n
         null_ = false;
         return;
     }
-    const Storage storage = textFits(size_, bytes) ? storageFor(size_ + static_cast<unsigned>(bytes)) : Storage{};
-    if (storage.data == nullptr) {
+    Storage storage;
+    if (!storageFor(size_ + bytes, &storage)) {
         if (failed != nullptr) *failed = true;
         return;
     }

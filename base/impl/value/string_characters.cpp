@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "ktb/string.h"
-#include "value/text_memory.h"
 #include "value/text_search.h"
 #include "value/utf8.h"
 
@@ -142,8 +141,8 @@ void KtbString::replace(const KtbString& from, const KtbString& to, unsigned sta
     if (found == 0) return;
     const std::size_t bytes = size_ - found * from.size_ + found * to.size_;
     KtbString result;
-    const Storage storage = textFits(0, bytes) ? result.storageFor(static_cast<unsigned>(bytes)) : Storage{};
-    if (storage.data == nullptr) return setNull();
+    Storage storage;
+    if (!result.storageFor(bytes, &storage)) return setNull();
     copyReplaced(storage.data, text, occurrences, from.size_, {to.data_, to.end()});
     result.adopt(storage);
     result.finish(static_cast<unsigned>(bytes), -1);

@@ -3,13 +3,9 @@
 #define KTB_VALUE_TEXT_MEMORY_H
 
 #include <algorithm>
-#include <cstddef>
 
 // Sizes are reported as int and include the NUL.
 inline constexpr unsigned textBytesMax = 0x7ffffffe;
-
-// Whether a text of `bytes` bytes can take `more`.
-constexpr bool textFits(unsigned bytes, std::size_t more) noexcept { return more <= textBytesMax - bytes; }
 
 // The capacity for a text of `bytes` bytes, not above textBytesMax, that outgrew `capacity`. Doubling makes a long series of
 // small appends cost time in the bytes appended and no more.
