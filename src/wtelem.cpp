@@ -98,7 +98,8 @@ bool KTWTFileElement::openDataFile(int mode) {
         dataFile_ = found.file;
         dataPath_ = found.path;
     }
-    return code == np_ok || fail(KTWT_MESSAGE(1353, dataPath_.asCstr(), np_fio_errdesc(code)));
+    const KtbString& tried = dataPath_.length() != 0 ? dataPath_ : name_;
+    return code == np_ok || fail(KTWT_MESSAGE(1353, tried.asCstr(), np_fio_errdesc(code)));
 }
 
 // Closes one file; one that could be written is flushed first, and whatever it could not store is a failure.
@@ -185,13 +186,15 @@ bool KTWTFileElement::restore(np_file* header) {
     const long length = ktwt::load<std::uint32_t>(record, byteSwap_);
     const int nameBytes = ktwt::load<std::int16_t>(record + 4, byteSwap_);
     const int indexBytes = ktwt::load<std::int16_t>(record + 6, byteSwap_);
+    const long rows = ktwt::load<std::int64_t>(record + 8, byteSwap_);
+    if (rows < 0) return fail(KTWT_MESSAGE(1301, "element definition"));
     if (length < recordSize) return fail(KTWT_MESSAGE(1786));
     if (length > recordSize && np_fio_seek64(header, length - recordSize, np_from_current) < 0) {
         return fail(KTWT_MESSAGE(1786));
     }
     if (!restoreName(header, nameBytes, "element name", &name_)) return false;
     if (indexBytes != 0 && !restoreName(header, indexBytes, "element index name", &indexName_)) return false;
-    rows_ = ktwt::load<std::int64_t>(record + 8, byteSwap_);
+    rows_ = rows;
     return true;
 }
 

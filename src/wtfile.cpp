@@ -96,9 +96,9 @@ bool KTWTFileImpl::openHeaderFile(bool readOnly) {
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "header", code, np_fio_errdesc(code)));
         headerFile_ = found.file;
         directory_ = found.directory;
-        path = found.path;
-        if (code == np_ok)
-            headerPath_ = path;  // a path that led nowhere is not kept: the next open may search for another name
+        path = found.path.length() != 0 ? found.path : name_;
+        // A path that led nowhere is not kept: the next open may search for another name.
+        if (code == np_ok) headerPath_ = path;
     }
     if (code == np_ok) {
         headerReadOnly_ = readOnly;

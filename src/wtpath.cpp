@@ -64,7 +64,6 @@ PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& 
     if (!isFileName(name)) {
         PlacedFile result;
         result.directory = first;
-        result.path = name;
         return result;
     }
     return tryDirectories(manager, first, [&](const KtbString& directory, PlacedFile* result) {

@@ -19,7 +19,7 @@ struct PlacedFile {
     int code = np_err_no_such_file;  // of the last attempt; np_ok when `file` is open
     bool joinFailed = false;         // `code` tells why a directory and the name could not be joined
     int directory = 0;               // the directory of the last attempt
-    KtbString path;                  // the path of the last attempt
+    KtbString path;                  // the path of the last attempt; empty when there was none
     np_file* file = nullptr;
 };
 
