@@ -13,6 +13,7 @@
 //
 // Backwards every step goes through the index: the reader stands at row n with the index file at entry n + 1, decodes, then
 // moves the index file back by two entries and reads that of row n - 1.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -108,7 +109,7 @@ bool KTWTFileElement::jumpToNextRow() {
 // and then, at row -1, really moves it. Tables place their elements and never see this; it is kept for those who do not.
 bool KTWTFileElement::readReversed(KtbDatavar** values, int wanted, bool* end) {
     *end = false;
-    if (!positioned_ && !seek(rows_ - 1)) return false;
+    if (!positioned_ && !seek(std::max(rows_, 0L) - 1)) return false;
     *end = currentRow_ < 0;
     if (*end) return false;
     if (firstRead_ && !beginReading()) return false;

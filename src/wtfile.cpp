@@ -125,7 +125,7 @@ bool KTWTFileImpl::applyRange(const long* range, long* startRow) {
     rangeStart_ = 0;
     rangeCount_ = -1;
     rangeEnd_ = -1;
-    *startRow = reversed_ ? rows_ - 1 : 0;
+    *startRow = reversed_ ? std::max(rows_, 0L) - 1 : 0;  // a damaged header may count less than none
     if (range == nullptr) return true;
     const long first = range[0];
     const long count = range[1];

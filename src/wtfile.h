@@ -150,6 +150,7 @@ private:
 
     // wtfile_rows.cpp
     KtbDatavar** pointTo(KtbDatavar* values);
+    bool isOpenForWriting() const;
     bool prepareFirstRow();
     bool writeToElement(KtbDatavar** values);
     bool failWriting(const KtbString& text);

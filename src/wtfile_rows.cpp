@@ -52,9 +52,12 @@ bool KTWTFileImpl::writeRow(KtbDatavar** values) {
     return true;
 }
 
+// A closed table takes no rows, since nothing would ever tell of them: the header has been written.
+bool KTWTFileImpl::isOpenForWriting() const { return headerFile_ != nullptr && !readOnly_ && !headerReadOnly_; }
+
 // What must be true of the table before the first row of this opening, and stays true.
 bool KTWTFileImpl::prepareFirstRow() {
-    if (readOnly_ || headerReadOnly_) {
+    if (!isOpenForWriting()) {
         error_ = KtbString("Unable to write row to a read only work table.", true);
         const KtbString text = KTWT_MESSAGE(1768);
         return text.length() == 0 ? false : fail(text);  // the plain text stands in for a catalog that has none
@@ -75,7 +78,7 @@ bool KTWTFileImpl::writeToElement(KtbDatavar** values) {
 }
 
 bool KTWTFileImpl::createDataElement() {
-    if (readOnly_ || headerReadOnly_) return fail(KTWT_MESSAGE(1768));
+    if (!isOpenForWriting()) return fail(KTWT_MESSAGE(1768));
     if (!closeCurrent(true)) return failWriting(error_);
     if (!growElements()) return fail(KTWT_MESSAGE(29, "(data element array)"));
     std::unique_ptr<KTWTFileElement> element(new (std::nothrow) KTWTFileElement(this));
@@ -106,7 +109,7 @@ bool KTWTFileImpl::rangeIsRead() const {
 
 bool KTWTFileImpl::readRow(KtbDatavar** values, bool* end) {
     *end = false;
-    if (!readOnly_) return fail(KTWT_MESSAGE(1793));
+    if (!readOnly_ || headerFile_ == nullptr) return fail(KTWT_MESSAGE(1793));
     for (;;) {
         *end = rangeIsRead();
         if (*end) return false;
@@ -129,7 +132,7 @@ bool KTWTFileImpl::openNextElement(bool* end) {
         *end = nextElement_ < 0 || nextElement_ >= elementCount_;
         if (*end) return false;
         KTWTFileElement* element = elements_[static_cast<std::size_t>(nextElement_)].get();
-        const bool passedOver = reversed_ && element->getRows() == 0;
+        const bool passedOver = reversed_ && element->getRows() <= 0;
         if (!passedOver) {
             if (!element->open(true)) return failIn(element);
             // The step to the end makes the step to the last row a real one, also when that is row 0.
