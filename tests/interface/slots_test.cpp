@@ -1,0 +1,248 @@
+// The order of the virtual operations, seen from both sides: the slots that callers' code calls, and what is found there in the
+// real objects.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "manager/recording_sort_manager.h"
+#include "support/released.h"
+#include "support/temp_directory.h"
+#include "support/vtable.h"
+
+namespace {
+
+using M = KtWorkTableManager;
+using F = KtWorkTableFile;
+
+template <class Class, class Result, class... Arguments>
+std::size_t slot(Result (Class::*member)(Arguments...)) {
+    return slotNumber(member);
+}
+
+TEST(SlotTest, CallersCallTheManagersOperationsInThisOrder) {
+    EXPECT_EQ(slot(&M::setChunkSize), 0u);
+    EXPECT_EQ(slot(&M::setSortMarkByGroups), 1u);
+    EXPECT_EQ(slot(&M::setSortNoCodeGen), 2u);
+    EXPECT_EQ(slot(&M::setSortNoDups), 3u);
+    EXPECT_EQ(slot(&M::setSortProcessors), 4u);
+    EXPECT_EQ(slot(&M::setSortRecords), 5u);
+    EXPECT_EQ(slot(&M::setSortSize), 6u);
+    EXPECT_EQ(slot(&M::setSortStable), 7u);
+    EXPECT_EQ((slot<M, bool, const KtbString&, const KtbString&, KtbString*>(&M::append)), 8u);
+    EXPECT_EQ((slot<M, bool, const KtbString&, const KtbString&, bool, KtbString*>(&M::append)), 9u);
+    EXPECT_EQ((slot<M, F*, long, const KtbString&, const KtbString&, KtbString*>(&M::copy)), 10u);
+    EXPECT_EQ((slot<M, F*, long, M*, const KtbString&, KtbString*>(&M::copy)), 11u);
+    EXPECT_EQ((slot<M, bool, F*, M*, const KtbString&, KtbString*>(&M::copy)), 12u);
+    EXPECT_EQ((slot<M, F*, int, long, KtbString*>(&M::create)), 13u);
+    EXPECT_EQ((slot<M, F*, int, int, long, KtbString*>(&M::create)), 14u);
+    EXPECT_EQ(slot(&M::dequeue), 15u);
+    EXPECT_EQ(slot(&M::enqueue), 16u);
+    EXPECT_EQ(slot(&M::getAccessKey), 17u);
+    EXPECT_EQ(slot(&M::getDirectories), 18u);
+    EXPECT_EQ(slot(&M::getError), 19u);
+    EXPECT_EQ((slot<M, F*, const KtbString&, bool, KtbString*>(&M::open)), 20u);
+    EXPECT_EQ((slot<M, F*, const KtbString&, int, const KtbString*, long*, bool, KtbString*>(&M::open)), 21u);
+    EXPECT_EQ((slot<M, F*, const KtbString&, int, int*, long*, bool, KtbString*>(&M::open)), 22u);
+    EXPECT_EQ(slot(&M::partition), 23u);
+    EXPECT_EQ(slot(&M::release), 24u);
+    EXPECT_EQ(slot(&M::remove), 25u);
+}
+
+TEST(SlotTest, CallersCallATablesOperationsInThisOrder) {
+    EXPECT_EQ(slot(&F::setSort), 0u);
+    EXPECT_EQ(slot(&F::setSortInfo), 1u);
+    EXPECT_EQ(slot(&F::setSortProgress), 2u);
+    EXPECT_EQ(slot(&F::close), 3u);
+    EXPECT_EQ(slot(&F::defineColumnInfo), 4u);
+    EXPECT_EQ(slot(&F::getColumnInfo), 5u);
+    EXPECT_EQ(slot(&F::getColumns), 6u);
+    EXPECT_EQ(slot(&F::getError), 7u);
+    EXPECT_EQ(slot(&F::getName), 8u);
+    EXPECT_EQ(slot(&F::getRows), 9u);
+    EXPECT_EQ((slot<F, bool, KtbDatavar*, bool*>(&F::readRow)), 10u);
+    EXPECT_EQ((slot<F, bool, KtbDatavar**, bool*>(&F::readRow)), 11u);
+    EXPECT_EQ(slot(&F::readRows), 12u);
+    EXPECT_EQ(slot(&F::release), 13u);
+    EXPECT_EQ(slot(&F::statistics), 14u);
+    EXPECT_EQ(slot(&F::toURIString), 15u);
+    EXPECT_EQ((slot<F, bool, KtbDatavar*>(&F::writeRow)), 16u);
+    EXPECT_EQ((slot<F, bool, KtbDatavar**>(&F::writeRow)), 17u);
+}
+
+TEST(SlotTest, CallersCallTheSortManagersOperationsInThisOrder) {
+    EXPECT_EQ(slot(&KtDatafileManager::setChunkSize), 0u);
+    EXPECT_EQ(slot(&KtDatafileManager::setSortStable), 7u);
+    EXPECT_EQ(slot(&KtDatafileManager::getError), 8u);
+    EXPECT_EQ(slot(&KtDatafileManager::release), 9u);
+}
+
+// Real objects, reached through nothing but the numbers of their slots. A KtbString result is returned as by a function whose
+// only argument is the object.
+class RealObjectTest : public testing::Test {
+protected:
+    RealObjectTest() {
+        sortRecord() = SortRecord();
+        manager = ktwtCreateManager("the key", directory.path().c_str(), &error);
+    }
+
+    ~RealObjectTest() override {
+        if (manager != nullptr) slotOf<void(void*)>(manager, 24)(manager);
+    }
+
+    std::string text(const void* object, std::size_t slot) const {
+        return slotOf<KtbString(const void*)>(object, slot)(object).asCstr();
+    }
+
+    F* create(int columns) { return slotOf<F*(M*, int, long, KtbString*)>(manager, 13)(manager, columns, 0, &error); }
+    F* open(const char* name) {
+        return slotOf<F*(M*, const KtbString&, bool, KtbString*)>(manager, 20)(manager, name, false, &error);
+    }
+    static void release(F* table) { slotOf<void(F*)>(table, 13)(table); }
+
+    // The name of a closed table of two integer columns and the rows (0, 10), (1, 11).
+    std::string write() {
+        F* table = create(2);
+        const auto define = slotOf<bool(F*, int, KtbString, ktbType, int)>(table, 4);
+        EXPECT_TRUE(define(table, 0, "first", ktbTypeInteger, 0));
+        EXPECT_TRUE(define(table, 1, "second", ktbTypeInteger, 0));
+        KtbDatavar values[2];
+        KtbDatavar* pointers[] = {&values[0], &values[1]};
+        values[0].assign(0);
+        values[1].assign(10);
+        EXPECT_TRUE((slotOf<bool(F*, KtbDatavar*)>(table, 16)(table, values)));
+        values[0].assign(1);
+        values[1].assign(11);
+        EXPECT_TRUE((slotOf<bool(F*, KtbDatavar**)>(table, 17)(table, pointers)));
+        EXPECT_EQ(slotOf<long(F*)>(table, 9)(table), 2);
+        EXPECT_TRUE(slotOf<bool(F*)>(table, 3)(table));
+        std::string name = text(table, 8);
+        release(table);
+        return name;
+    }
+
+    const TempDirectory directory;
+    KtbString error;
+    M* manager = nullptr;
+};
+
+TEST_F(RealObjectTest, AManagersSettingsAreInTheirSlots) {
+    EXPECT_TRUE((slotOf<bool(M*, unsigned long)>(manager, 0)(manager, 10)));
+    EXPECT_TRUE((slotOf<bool(M*, bool)>(manager, 1)(manager, true)));
+    EXPECT_TRUE((slotOf<bool(M*, bool)>(manager, 2)(manager, true)));
+    EXPECT_TRUE((slotOf<bool(M*, bool)>(manager, 3)(manager, true)));
+    EXPECT_TRUE((slotOf<bool(M*, int)>(manager, 4)(manager, 14)));
+    EXPECT_TRUE((slotOf<bool(M*, unsigned long)>(manager, 5)(manager, 15)));
+    EXPECT_TRUE((slotOf<bool(M*, unsigned long)>(manager, 6)(manager, 16)));
+    EXPECT_TRUE((slotOf<bool(M*, bool)>(manager, 7)(manager, true)));
+    const std::vector<std::string> expected = {"created " + directory.path(), "setChunkSize 10", "setSortMarkByGroups 1",
+                                               "setSortNoCodeGen 1",          "setSortNoDups 1", "setSortProcessors 14",
+                                               "setSortRecords 15",           "setSortSize 16",  "setSortStable 1"};
+    EXPECT_EQ(sortRecord().calls, expected);
+}
+
+TEST_F(RealObjectTest, AManagersTransfersAreInTheirSlots) {
+    const KtbString name("name");
+    int parts = 1;
+    long ranges[2];
+    const auto expectRefusal = [&](const char* operation, bool done) {
+        EXPECT_FALSE(done);
+        EXPECT_NE(std::string(error.asCstr()).find(operation), std::string::npos) << error.asCstr();
+        error = KtbString();
+    };
+    using Name = const KtbString&;
+    expectRefusal("append", slotOf<bool(M*, Name, Name, KtbString*)>(manager, 8)(manager, name, name, &error));
+    expectRefusal("append", slotOf<bool(M*, Name, Name, bool, KtbString*)>(manager, 9)(manager, name, name, true, &error));
+    expectRefusal("copy", slotOf<F*(M*, long, Name, Name, KtbString*)>(manager, 10)(manager, 0, name, name, &error) != nullptr);
+    expectRefusal("copy",
+                  slotOf<F*(M*, long, M*, Name, KtbString*)>(manager, 11)(manager, 0, manager, name, &error) != nullptr);
+    expectRefusal("copy", slotOf<bool(M*, F*, M*, Name, KtbString*)>(manager, 12)(manager, nullptr, manager, name, &error));
+    expectRefusal("partition",
+                  slotOf<bool(M*, Name, int*, long*, KtbString*)>(manager, 23)(manager, name, &parts, ranges, &error));
+}
+
+TEST_F(RealObjectTest, AManagersTextsAndLocksAreInTheirSlots) {
+    EXPECT_EQ(text(manager, 17), "the key");
+    EXPECT_EQ(text(manager, 18), directory.path());
+    EXPECT_EQ(text(manager, 19), "");
+    sortRecord().refuseCreation = true;
+    EXPECT_FALSE((slotOf<bool(M*, bool)>(manager, 7)(manager, true)));
+    EXPECT_EQ(text(manager, 19), "no sort manager today");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE((slotOf<bool(M*, const KtbString&, KtbString*)>(manager, 16)(manager, "name", &error)));
+        slotOf<void(M*, const KtbString&)>(manager, 15)(manager, "name");
+    }
+}
+
+TEST_F(RealObjectTest, AManagersTableOperationsAreInTheirSlots) {
+    const std::string name = write();
+    const KtbString column("second");
+    int number = 1;
+    const KtbString table(name.c_str());
+    F* all = open(name.c_str());
+    F* byName = slotOf<F*(M*, const KtbString&, int, const KtbString*, long*, bool, KtbString*)>(manager, 21)(
+        manager, table, 1, &column, nullptr, false, &error);
+    F* byNumber = slotOf<F*(M*, const KtbString&, int, int*, long*, bool, KtbString*)>(manager, 22)(manager, table, 1, &number,
+                                                                                                    nullptr, false, &error);
+    F* created = slotOf<F*(M*, int, int, long, KtbString*)>(manager, 14)(manager, 3, 0, 0, &error);
+    const auto getColumns = [](F* file) { return file != nullptr ? slotOf<int(F*)>(file, 6)(file) : -1; };
+    EXPECT_EQ(getColumns(all), 2);
+    EXPECT_EQ(getColumns(byName), 1);
+    EXPECT_EQ(getColumns(byNumber), 1);
+    EXPECT_EQ(getColumns(created), 3);
+    for (F* file : {all, byName, byNumber, created}) release(file);
+    EXPECT_TRUE((slotOf<bool(M*, const KtbString&, KtbString*)>(manager, 25)(manager, table, &error)));
+    EXPECT_EQ(open(name.c_str()), nullptr);
+}
+
+TEST_F(RealObjectTest, ATablesOperationsAreInTheirSlots) {
+    F* table = open(write().c_str());
+    KtbString name;
+    ktbType type = 0;
+    int width = -1;
+    int longest = -1;
+    EXPECT_TRUE((slotOf<bool(F*, int, KtbString*, ktbType*, int*, int*)>(table, 5)(table, 1, &name, &type, &width, &longest)));
+    EXPECT_STREQ(name.asCstr(), "second");
+    EXPECT_EQ(type, ktbTypeInteger);
+
+    KtbDatavar values[2];
+    KtbDatavar* pointers[] = {&values[1], &values[0]};
+    bool end = true;
+    EXPECT_TRUE((slotOf<bool(F*, KtbDatavar*, bool*)>(table, 10)(table, values, &end)));
+    EXPECT_EQ(values[1].asInt64(nullptr), 10);
+    EXPECT_TRUE((slotOf<bool(F*, KtbDatavar**, bool*)>(table, 11)(table, pointers, &end)));
+    EXPECT_EQ(values[0].asInt64(nullptr), 11);
+
+    EXPECT_EQ(text(table, 7), "");
+    EXPECT_FALSE((slotOf<bool(F*, KtbDatavar*)>(table, 16)(table, values)));
+    EXPECT_NE(text(table, 7), "");
+    const KtbString uri = slotOf<KtbString(F*, bool)>(table, 15)(table, true);
+    EXPECT_EQ(uri.asCstr(), "ktwt:" + text(table, 8) + "?col=first&col=second");
+    release(table);
+}
+
+TEST_F(RealObjectTest, ATablesSortSettingsAreInTheirSlots) {
+    F* table = slotOf<F*(M*, int, int, long, KtbString*)>(manager, 14)(manager, 1, 1, 0, &error);
+    const auto setSort = slotOf<int(F*, int, int, bool, KTSortCollateParms*)>(table, 0);
+    EXPECT_EQ(setSort(table, 0, 0, true, nullptr), 0);
+    EXPECT_EQ(setSort(table, 1, 0, true, nullptr), 1);
+    EXPECT_EQ((slotOf<int(F*, KtDatafileSortInfo*)>(table, 1)(table, nullptr)), 0);
+    EXPECT_EQ((slotOf<int(F*, KtDatafileSortProgress*)>(table, 2)(table, nullptr)), 0);
+    release(table);
+}
+
+TEST_F(RealObjectTest, ReleaseOfANullTableDoesNothing) {
+    F* table = create(0);
+    slotOf<void(F*)>(table, 13)(nullptr);
+    EXPECT_EQ(slotOf<int(F*)>(table, 6)(table), 0);
+    release(table);
+}
+
+// The destructors follow the operations: first the one that only destroys, then the one that also frees.
+TEST_F(RealObjectTest, TheDestructorsAreBehindTheOperations) {
+    F* table = create(0);
+    slotOf<void(F*)>(table, 19)(table);
+    slotOf<void(M*)>(manager, 27)(manager);
+    manager = nullptr;
+}
+
+}  // namespace
