@@ -40,14 +40,14 @@ bool KTWTFileElement::create(int directory) {
     PlacedFile index;
     const bool indexMade = createFile(directory, ktwt::indexPrefix, "data element index", &index, &indexName_);
     indexFile_ = index.file;
-    indexPath_ = index.path;
+    indexPath_ = std::move(index.path);  // a copy could fail, and the file could not be removed any more
     if (!indexMade) return false;
     directory_ = index.directory;
 
     PlacedFile data;
     const bool dataMade = createFile(directory_, ktwt::dataPrefix, "data element", &data, &name_);
     dataFile_ = data.file;
-    dataPath_ = data.path;
+    dataPath_ = std::move(data.path);
     if (!dataMade) return false;
 
     columnCount_ = owner_->getActualColumns();
@@ -76,11 +76,11 @@ bool KTWTFileElement::openIndexFile(int mode) {
     if (indexPath_.length() != 0) {
         code = np_fio_open(indexPath_.asCstr(), mode, &indexFile_);
     } else {
-        const PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, indexName_, mode);
+        PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, indexName_, mode);
         code = found.code;
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "element index", code, np_fio_errdesc(code)));
         indexFile_ = found.file;
-        indexPath_ = found.path;
+        indexPath_ = std::move(found.path);
         if (code == np_ok) directory_ = found.directory;
     }
     // The message names the data file, which may not be known yet: callers expect an element to be called by its data file.
@@ -92,11 +92,11 @@ bool KTWTFileElement::openDataFile(int mode) {
     if (dataPath_.length() != 0) {
         code = np_fio_open(dataPath_.asCstr(), mode, &dataFile_);
     } else {
-        const PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, name_, mode);
+        PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, name_, mode);
         code = found.code;
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "element data", code, np_fio_errdesc(code)));
         dataFile_ = found.file;
-        dataPath_ = found.path;
+        dataPath_ = std::move(found.path);
     }
     const KtbString& tried = dataPath_.length() != 0 ? dataPath_ : name_;
     return code == np_ok || fail(KTWT_MESSAGE(1353, tried.asCstr(), np_fio_errdesc(code)));

@@ -38,13 +38,13 @@ bool KTWTFileImpl::create(int columns, int sortColumns, long elementSize) {
         if (!columnDefs_) return fail(KTWT_MESSAGE(29, "(column definition array)"));
     }
 
-    const ktwt::PlacedFile header = ktwt::createFile(*manager_, directory_, ktwt::headerPrefix);
+    ktwt::PlacedFile header = ktwt::createFile(*manager_, directory_, ktwt::headerPrefix);
     if (header.file == nullptr) {
         const KtbString& last = manager_->directoryAt(manager_->getDirectoryCount() - 1);
         return fail(KTWT_MESSAGE(1417, last.asCstr(), header.code, np_fio_errdesc(header.code)));
     }
     headerFile_ = header.file;
-    headerPath_ = header.path;
+    headerPath_ = std::move(header.path);  // a copy could fail, and the file could not be removed any more
     directory_ = header.directory;
     const int code = ktwt::lastPathPart(headerPath_, &name_);
     if (code != np_ok) {
@@ -86,19 +86,17 @@ bool KTWTFileImpl::openHeader(const KtbString& name, OpenMode mode, long* range)
 
 bool KTWTFileImpl::openHeaderFile(bool readOnly) {
     const int mode = readOnly ? np_mode_read : np_mode_append;
-    KtbString path = headerPath_;
+    const bool pathKnown = headerPath_.length() != 0;
     int code = np_ok;
-    if (path.length() != 0) {
-        code = np_fio_open(path.asCstr(), mode, &headerFile_);
+    if (pathKnown) {
+        code = np_fio_open(headerPath_.asCstr(), mode, &headerFile_);
     } else {
-        const ktwt::PlacedFile found = ktwt::openFile(*manager_, 0, name_, mode);
+        ktwt::PlacedFile found = ktwt::openFile(*manager_, 0, name_, mode);
         code = found.code;
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "header", code, np_fio_errdesc(code)));
         headerFile_ = found.file;
         directory_ = found.directory;
-        path = found.path.length() != 0 ? found.path : name_;
-        // A path that led nowhere is not kept: the next open may search for another name.
-        if (code == np_ok) headerPath_ = path;
+        headerPath_ = std::move(found.path);
     }
     if (code == np_ok) {
         headerReadOnly_ = readOnly;
@@ -106,7 +104,10 @@ bool KTWTFileImpl::openHeaderFile(bool readOnly) {
         return true;
     }
     const char* text = np_fio_errdesc(code);
-    return fail(text != nullptr ? KTWT_MESSAGE(1353, path.asCstr(), text) : KTWT_MESSAGE(1352, path.asCstr(), code));
+    const KtbString& tried = headerPath_.length() != 0 ? headerPath_ : name_;
+    fail(text != nullptr ? KTWT_MESSAGE(1353, tried.asCstr(), text) : KTWT_MESSAGE(1352, tried.asCstr(), code));
+    if (!pathKnown) headerPath_ = KtbString();  // it led nowhere: the next open may search for another name
+    return false;
 }
 
 // Closes what a failed open has opened, so that nothing that follows writes to a table that was never properly open, or removes

@@ -172,15 +172,20 @@ bool KTWTFileImpl::selectStored(int slot, int column, const char* what) {
     return stored.addTarget(slot) || fail(KTWT_MESSAGE(29, what));
 }
 
+// Copies a name. Returns false when memory is exhausted.
+static bool copyName(const KtbString& name, KtbString* copy) {
+    *copy = name;
+    return copy->isNull() == name.isNull();
+}
+
 // Gives the slot a column of its own, which reads as a null string until it gets a value.
 KTWTColumnDef* KTWTFileImpl::selectConstant(int slot, const KtbString& name) {
     KTWTSelectionEntry& entry = selection_[static_cast<std::size_t>(slot)];
     entry.own.reset(new (std::nothrow) KTWTColumnDef);
-    if (!entry.own) {
+    if (!entry.own || !copyName(name, &entry.own->name)) {
         fail(KTWT_MESSAGE(29, "(selected column mapping)"));
         return nullptr;
     }
-    entry.own->name = name;
     entry.own->type = ktbTypeString;
     entry.own->storageCode = ktwt::storedString;
     entry.column = entry.own.get();
@@ -195,8 +200,7 @@ bool KTWTFileImpl::selectAlias(int slot, int column, const KtbString& name) {
     const KTWTColumnDef& stored = columnDefs_[static_cast<std::size_t>(column)];
     KTWTSelectionEntry& entry = selection_[static_cast<std::size_t>(slot)];
     entry.own.reset(new (std::nothrow) KTWTColumnDef);
-    if (!entry.own) return fail(KTWT_MESSAGE(29, "(renamed column mapping)"));
-    entry.own->name = name;
+    if (!entry.own || !copyName(name, &entry.own->name)) return fail(KTWT_MESSAGE(29, "(renamed column mapping)"));
     entry.own->type = stored.type;
     entry.own->storageCode = stored.storageCode;
     entry.own->width = stored.width;
@@ -232,7 +236,7 @@ bool KTWTFileImpl::isWholeTable(KtWorkTableURI* uri) const {
     for (int i = 0; i < columnCount_; ++i) {
         const KtbString name = uri->getColumnName(i);
         const KtbString source = uri->getColumnSource(i);
-        if (uri->getColumnType(i) != ktbTypeNone) return false;
+        if (source.isNull() || uri->getColumnType(i) != ktbTypeNone) return false;
         if (columnDefs_[static_cast<std::size_t>(i)].name.compare(name, false) != 0) return false;
         if (source.length() != 0 && source.compare(name, false) != 0) return false;
     }
@@ -245,6 +249,8 @@ bool KTWTFileImpl::selectByURI(KtWorkTableURI* uri) {
         const KtbString name = uri->getColumnName(slot);
         const KtbString source = uri->getColumnSource(slot);
         const ktbType type = uri->getColumnType(slot);
+        // A column of the URI has both: what cannot be had for want of memory must not pass for what is not there.
+        if (name.isNull() || source.isNull()) return fail(KTWT_MESSAGE(29, "(selected column mapping)"));
         const bool renamed = source.length() != 0 && source.compare(name, false) != 0;
         const int column = type == ktbTypeNone ? findColumn(renamed ? source : name) : -1;
         bool selected = false;

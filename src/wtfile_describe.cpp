@@ -10,7 +10,8 @@ KtbString KTWTFileImpl::toURIString(bool all) {
     const bool described = selection_ ? describeSelected(uri) : describeStored(uri, all);
     KtbString text = described ? uri->getURIString() : KtbString();
     uri->release();
-    return text.isNull() ? KtbString() : text;
+    if (text.isNull()) text = KtbString();
+    return text;
 }
 
 bool KTWTFileImpl::describeStored(KtWorkTableURI* uri, bool all) const {
@@ -23,6 +24,13 @@ bool KTWTFileImpl::describeStored(KtWorkTableURI* uri, bool all) const {
     return true;
 }
 
+// Puts a text that is not null into *source. Returns false when memory is exhausted: the URI would show something else without
+// it.
+static bool takeSource(const KtbString& text, KtbString* source) {
+    *source = text;
+    return !source->isNull();
+}
+
 bool KTWTFileImpl::describeSelected(KtWorkTableURI* uri) const {
     KtbString ignored;
     for (int slot = 0; slot < selectedCount_; ++slot) {
@@ -32,12 +40,12 @@ bool KTWTFileImpl::describeSelected(KtWorkTableURI* uri) const {
         KtbString source;
         if (entry.constant) {
             constantType = entry.column->type;
-            if (entry.value) source = entry.value->asString();
+            if (entry.value && !takeSource(entry.value->asString(), &source)) return false;
         } else if (entry.alias) {
             for (int i = 0; i < columnCount_; ++i) {
                 const KTWTColumnDef& stored = columnDefs_[static_cast<std::size_t>(i)];
                 if (!stored.feeds(slot)) continue;
-                source = stored.name;
+                if (!takeSource(stored.name, &source)) return false;
                 break;
             }
         }

@@ -21,6 +21,12 @@ extern "C" KtWorkTableManager* ktwtCreateManager(const KtbString& accessKey, con
 
 KTWTManagerImpl::KTWTManagerImpl(const KtbString& accessKey, const KtbString& directories, KtbString* error)
     : uniqueKey_(ktbGetUUID()), accessKey_(accessKey), directoryList_(directories) {
+    // A copy that memory could not hold must not pass for a text that the caller left out.
+    const bool copied = accessKey_.isNull() == accessKey.isNull() && directoryList_.isNull() == directories.isNull();
+    if (uniqueKey_.isNull() || !copied) {
+        *error = KTWT_MESSAGE(29, "(manager keys)");
+        return;
+    }
     if (directoryList_.length() == 0) findDirectories();
     if (!splitDirectories(error)) return;
     managerLock_ = ktLockCreate(0, 0);
@@ -65,6 +71,7 @@ bool KTWTManagerImpl::splitDirectories(KtbString* error) {
     for (int i = 0; stored && nextDirectory(&rest, &bytes, &entry); ++i) {
         KtbString& directory = directories_[static_cast<std::size_t>(i)];
         directory.assign(entry, bytes);
+        directory.length();  // counted now, so that several threads can ask for it later
         stored = !directory.isNull();
     }
     if (!stored) *error = KTWT_MESSAGE(29, "(directory array)");
