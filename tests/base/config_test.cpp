@@ -109,7 +109,7 @@ TEST_F(ConfigTest, AnEmptyTextInTheFileCountsAsAbsent) {
 }
 
 TEST_F(ConfigTest, LinesThatAreTooLongOrHoldNulsArePassedOver) {
-    const std::string huge(64 * 1024, 'x');
+    const std::string huge(64UL * 1024, 'x');
     useFile("A = " + huge + "\nA = 1\nB" + std::string(1, '\0') + "=2\nB = 3\nC = 4" + std::string(1, '\0') + "\n" +
             std::string(300000, ' ') + "D = 5\nD = 6\nE = " + std::string(60000, 'e') + "\nF = " + huge);
     EXPECT_EQ(option("A"), "1");

@@ -20,7 +20,7 @@ struct Model {
     }
     std::string get(std::size_t size) {
         if (position >= bytes.size()) return "";
-        const std::string text = bytes.substr(position, size);
+        std::string text = bytes.substr(position, size);
         position += text.size();
         return text;
     }
@@ -60,14 +60,10 @@ protected:
     // Mostly small, now and then more than the largest buffer.
     unsigned long randomSize() {
         switch (random(8)) {
-            case 0:
-                return random(3 * GetParam().largest);
-            case 1:
-                return random(GetParam().largest);
-            case 2:
-                return 0;
-            default:
-                return random(GetParam().smallest + 4);
+            case 0: return random(3 * GetParam().largest);
+            case 1: return random(GetParam().largest);
+            case 2: return 0;
+            default: return random(GetParam().smallest + 4);
         }
     }
 
@@ -116,18 +112,12 @@ protected:
         const auto size = static_cast<long>(model_.bytes.size());
         const auto near = static_cast<long>(random(2 * GetParam().smallest));
         switch (random(6)) {
-            case 0:
-                return seekTo(static_cast<long>(random(model_.bytes.size() + 10)), np_from_start);
-            case 1:
-                return seekTo(near, np_from_current);
-            case 2:
-                return seekTo(-near, np_from_current);
-            case 3:
-                return seekTo(0, np_from_current);
-            case 4:
-                return seekTo(-static_cast<long>(random(static_cast<unsigned long>(size) + 3)), np_from_end);
-            default:
-                return seekTo(static_cast<long>(random(GetParam().largest)), np_from_end);
+            case 0: return seekTo(static_cast<long>(random(model_.bytes.size() + 10)), np_from_start);
+            case 1: return seekTo(near, np_from_current);
+            case 2: return seekTo(-near, np_from_current);
+            case 3: return seekTo(0, np_from_current);
+            case 4: return seekTo(-static_cast<long>(random(static_cast<unsigned long>(size) + 3)), np_from_end);
+            default: return seekTo(static_cast<long>(random(GetParam().largest)), np_from_end);
         }
     }
 
@@ -186,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(Settings, FileModelTest,
                          testing::Values(Setting{"OneByteWindow", 1, 1, ULONG_MAX, false, 150},
                                          Setting{"WindowsThatGrowFrom2To7", 2, 7, ULONG_MAX, false, 150},
                                          Setting{"WindowsThatGrowFrom8To64", 8, 64, ULONG_MAX, false, 150},
-                                         Setting{"FullSize", 4096, 124 * 1024, ULONG_MAX, false, 4},
+                                         Setting{"FullSize", 4096, 124UL * 1024, ULONG_MAX, false, 4},
                                          Setting{"OneByteAtATime", 8, 64, 1, false, 150},
                                          Setting{"ThreeBytesAtATimeAndInterrupted", 16, 100, 3, true, 150}),
                          [](const auto& setting) { return std::string(setting.param.name); });

@@ -5,8 +5,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
-
 #include "file_fixture.h"
 #include "support/failing_new.h"
 
@@ -85,7 +83,7 @@ TEST_F(FileOpenTest, ASocketIsRefused) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     ASSERT_LT(path("socket").size(), sizeof address.sun_path);
-    std::strcpy(address.sun_path, path("socket").c_str());
+    path("socket").copy(address.sun_path, sizeof address.sun_path - 1);
     const int bound = socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(bind(bound, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     EXPECT_EQ(refusal(path("socket")), np_err_not_regular);

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr long largestStep = 124 * 1024;
+constexpr long largestStep = 124L * 1024;
 constexpr long growthSteps = 3;  // 4, 16 and 64 KiB
 
 class FileWindowTest : public FileTest {

@@ -65,6 +65,7 @@ TEST(LockTest, LetsOneThreadInAtATime) {
     std::atomic<int> most = 0;
     long counter = 0;  // guarded by nothing but the lock
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (int t = 0; t < threadCount; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < rounds; ++i) {

@@ -42,6 +42,7 @@ static bool fails(OsCall kind) {
     return error != 0;
 }
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker makes these names.
 extern "C" {
 int __real_ktb_os_open(const char* path, int flags, unsigned permissions);
 int __real_ktb_os_close(int descriptor);
@@ -118,3 +119,4 @@ int __wrap_ktb_os_random(void* buffer, unsigned long size) {
     return 0;
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)

@@ -17,7 +17,7 @@ namespace {
 
 // A line that is longer than this, or holds a NUL, was not written by hand and is passed over. A list of sixteen of the longest
 // directories fits.
-constexpr unsigned long lineBytesMax = 64 * 1024;
+constexpr unsigned long lineBytesMax = 64UL * 1024;
 
 std::string_view withoutBlanks(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\v\f";

@@ -113,7 +113,7 @@ private:
 
     static constexpr unsigned long growth = 4;
     // Just below the 128 KiB from which on the allocator asks the system for every block, at the price of a fault per page.
-    static constexpr unsigned long largestBuffer = 124 * 1024;
+    static constexpr unsigned long largestBuffer = 124UL * 1024;
 };
 
 // Ends the writing state: what was put since it began becomes valid and dirty.

@@ -1,4 +1,5 @@
 // Paths: splitting and joining them, and the directory for temporary files.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -42,7 +43,7 @@ extern "C" int np_fio_pcat(const char* directory, const char* name, char* path, 
     const std::size_t nameLength = std::strlen(name);
     const std::size_t nameStart = directoryLength + (joined ? 1 : 0);
     if (nameStart >= size || nameLength >= size - nameStart) return np_err_name;
-    std::memcpy(path, directory, directoryLength);
+    std::copy_n(directory, directoryLength, path);
     if (joined) path[directoryLength] = '/';
     putText(path + nameStart, name, nameLength);
     return np_ok;
