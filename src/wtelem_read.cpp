@@ -34,9 +34,9 @@ constexpr unsigned long decimalSize = 24;
 
 bool KTWTFileElement::seek(long row) {
     if (currentRow_ == row) return true;
+    if (row > rows_) return fail(KTWT_MESSAGE(1794));
     if (dataFile_ == nullptr) return fail(KTWT_MESSAGE(336));
     if (row == -1) return seekEnd();
-    if (row > rows_) return fail(KTWT_MESSAGE(1794));
     if (indexFile_ == nullptr || row < 0 || row > LONG_MAX / indexEntrySize) return fail(KTWT_MESSAGE(336));
     if (np_fio_seek64(indexFile_, row * indexEntrySize, np_from_start) < 0) return fail(KTWT_MESSAGE(336));
     long offset = 0;

@@ -74,7 +74,7 @@ KTWTFileElement::Stored KTWTFileElement::writeColumn(KTWTColumnDef* column, cons
         default: {
             // No table defines such a column. The size has always grown by one here without a byte behind it.
             const Stored stored = writeFlag(code);
-            if (stored == Stored::whole) ++size_;
+            if (stored == Stored::whole && (code & noPayload) == 0) ++size_;
             return stored;
         }
     }
