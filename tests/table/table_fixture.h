@@ -229,7 +229,9 @@ protected:
 
     std::string path(const std::string& name) const { return table_files::find(directories_, name); }
     table_files::Header header() const { return table_files::headerFrom(readFile(path(name_))); }
-    void changeHeader(const table_files::Header& changed) const { writeFile(path(name_), table_files::bytesFrom(changed)); }
+    void changeHeader(const table_files::Header& changed) const {
+        table_files::replaceFile(path(name_), table_files::bytesFrom(changed));
+    }
     std::string dataPath(std::size_t element) const { return path(table_files::plain(header().elements.at(element).data)); }
     std::string indexPath(std::size_t element) const { return path(table_files::plain(header().elements.at(element).index)); }
     std::size_t elements() const { return header().elements.size(); }

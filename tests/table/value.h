@@ -29,11 +29,11 @@ public:
     const KtbDatavar& variant() const { return value_; }
     KtbDatavar& variant() { return value_; }
 
-    friend bool operator==(const Value& left, const Value& right) {
-        const KtbDatavar& a = left.value_;
-        const KtbDatavar& b = right.value_;
-        if (a.type() != b.type() || a.isNull() != b.isNull()) return false;
-        return a.isNull() || left.bits() == right.bits();
+    friend bool operator==(const Value& left, const Value& right) { return left.equals(right.value_); }
+
+    bool equals(const KtbDatavar& other) const {
+        if (value_.type() != other.type() || value_.isNull() != other.isNull()) return false;
+        return value_.isNull() || sameContents(other);
     }
 
     friend void PrintTo(const Value& value, std::ostream* out) {
@@ -46,14 +46,24 @@ public:
     }
 
 private:
-    std::string bits() const {
-        bool ignored = false;
-        if (value_.type() == ktbTypeDate || value_.type() == ktbTypeDouble) {
-            const double number = value_.asDouble(&ignored);
-            return {reinterpret_cast<const char*>(&number), sizeof number};
+    bool sameContents(const KtbDatavar& other) const {
+        switch (value_.type()) {
+            case ktbTypeBoolean: return value_.asBool(nullptr) == other.asBool(nullptr);
+            case ktbTypeInteger: return value_.asInt64(nullptr) == other.asInt64(nullptr);
+            case ktbTypeDecimal: return sameDecimal(value_.asReal(nullptr), other.asReal(nullptr));
+            case ktbTypeString: {
+                KtbString none;
+                return value_.asString(&none).compare(other.asString(&none), true) == 0;
+            }
+            default: {
+                const double numbers[] = {value_.asDouble(nullptr), other.asDouble(nullptr)};
+                return std::memcmp(&numbers[0], &numbers[1], sizeof(double)) == 0;
+            }
         }
-        return bytesOf(value_.asString());  // exact for every other type, zeros at the end of a decimal included
     }
+
+    // Zeros at the end included, which KtbReal::compare passes over.
+    static bool sameDecimal(const KtbReal& a, const KtbReal& b) { return a.scale() == b.scale() && a.compare(b) == 0; }
 
     KtbDatavar value_;
 };
