@@ -186,15 +186,13 @@ bool KTWTFileElement::restore(np_file* header) {
     const long length = ktwt::load<std::uint32_t>(record, byteSwap_);
     const int nameBytes = ktwt::load<std::int16_t>(record + 4, byteSwap_);
     const int indexBytes = ktwt::load<std::int16_t>(record + 6, byteSwap_);
-    const long rows = ktwt::load<std::int64_t>(record + 8, byteSwap_);
-    if (rows < 0) return fail(KTWT_MESSAGE(1301, "element definition"));
     if (length < recordSize) return fail(KTWT_MESSAGE(1786));
     if (length > recordSize && np_fio_seek64(header, length - recordSize, np_from_current) < 0) {
         return fail(KTWT_MESSAGE(1786));
     }
     if (!restoreName(header, nameBytes, "element name", &name_)) return false;
     if (indexBytes != 0 && !restoreName(header, indexBytes, "element index name", &indexName_)) return false;
-    rows_ = rows;
+    rows_ = ktwt::load<std::int64_t>(record + 8, byteSwap_);
     return true;
 }
 

@@ -34,7 +34,7 @@ constexpr unsigned long decimalSize = 24;
 
 bool KTWTFileElement::seek(long row) {
     if (currentRow_ == row) return true;
-    if (row > rows_) return fail(KTWT_MESSAGE(1794));
+    if (row > rows_ && row != -1) return fail(KTWT_MESSAGE(1794));
     if (dataFile_ == nullptr) return fail(KTWT_MESSAGE(336));
     if (row == -1) return seekEnd();
     if (indexFile_ == nullptr || row < 0 || row > LONG_MAX / indexEntrySize) return fail(KTWT_MESSAGE(336));

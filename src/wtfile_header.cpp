@@ -96,7 +96,6 @@ bool KTWTFileImpl::restoreHeader() {
     version_ = version;
     elementSize_ = load<std::int64_t>(fixed + 16, byteSwap_);
     rows_ = load<std::int64_t>(fixed + 24, byteSwap_);
-    if (rows_ < 0) return fail(KTWT_MESSAGE(1301, "row count"));
     return restoreColumns(load<std::int32_t>(fixed + 8, byteSwap_)) &&
            restoreElements(load<std::int32_t>(fixed + 12, byteSwap_));
 }

@@ -553,6 +553,25 @@ TEST_F(ElementReadTest, BackwardsWithoutRowsFailsAtTheEndOfTheFile) {
     EXPECT_TRUE(end_) << "the reader is before the first row now";
 }
 
+TEST_F(ElementReadTest, ANumberOfRowsBelowNoneIsNone) {
+    put("ktwte_d", images::integer(1));
+    put("ktwtei_i", images::index({"x"}));
+    for (const std::int64_t rows : {std::int64_t{-1}, std::int64_t{-5}, std::int64_t{LONG_MIN}}) {
+        for (const bool reversed : {false, true}) {
+            owner_ = readingOwner(columns({3}), reversed);
+            KTWTFileElement element(owner_.get());
+            ASSERT_TRUE(restore(element, {.name = "ktwte_d", .index = "ktwtei_i", .rows = rows}));
+            ASSERT_TRUE(element.open(true));
+            EXPECT_FALSE(element.seek(1));
+            EXPECT_TRUE(says(element.getError(), "wtelem", 1794));
+            EXPECT_TRUE(element.seek(-1)) << element.getError().asCstr();
+            Row row(1);
+            EXPECT_FALSE(readsRow(element, row));
+            EXPECT_TRUE(end_) << element.getError().asCstr();
+        }
+    }
+}
+
 TEST_F(ElementReadTest, BackwardsFromAPlaceGoesToTheFirstRow) {
     KTWTFileElement& element = openCounting(5, true);
     ASSERT_TRUE(element.seek(2));
