@@ -1,6 +1,7 @@
 #include "by_hand.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -76,24 +77,16 @@ char* encode(char* to, const KtbDatavar* values, KtbString* scratch) {
         }
         *to++ = codes[c];
         switch (codes[c]) {
-            case 1:
-                *to++ = value.asBool(&err) ? 1 : 0;
-                break;
-            case 2:
-                to = put(to, value.asDouble(&err));
-                break;
-            case 3:
-                to = put(to, value.asInt64(&err));
-                break;
+            case 1: *to++ = value.asBool(&err) ? 1 : 0; break;
+            case 2: to = put(to, value.asDouble(&err)); break;
+            case 3: to = put(to, value.asInt64(&err)); break;
             case 4: {
                 unsigned long words[3];
                 value.asReal(&err).asFD(&words);
                 to = put(to, words);
                 break;
             }
-            default:
-                to = putText(to, value, scratch);
-                break;
+            default: to = putText(to, value, scratch); break;
         }
     }
     return to;
@@ -138,16 +131,12 @@ const char* decode(const char* from, KtbDatavar* values) {
         KtbDatavar& value = values[c];
         const auto flag = static_cast<unsigned char>(*from++);
         switch (flag) {
-            case 1:
-                value.assign(*from++ != 0);
-                break;
+            case 1: value.assign(*from++ != 0); break;
             case 2:
                 value.assign(get<double>(from));
                 value.setType(ktbTypeDate);
                 break;
-            case 3:
-                value.assign(get<long>(from));
-                break;
+            case 3: value.assign(get<long>(from)); break;
             case 4:
                 value.assign(ktbTypeDecimal, from, 24, false);
                 from += 24;
@@ -158,17 +147,17 @@ const char* decode(const char* from, KtbDatavar* values) {
                 from += size;
                 break;
             }
-            default:
-                value.setNull();
-                break;
+            default: value.setNull(); break;
         }
     }
     return from;
 }
 
+// Opens a file as the library does, which looks whether it is a regular one, and reads from it.
 bool readAt(const std::string& path, void* bytes, std::size_t count, long offset) {
-    const Handle file(path, O_RDONLY);
-    return ::pread(file.fd(), bytes, count, offset) > 0;
+    const Handle file(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    struct stat status;
+    return ::fstat(file.fd(), &status) == 0 && S_ISREG(status.st_mode) && ::pread(file.fd(), bytes, count, offset) > 0;
 }
 
 }  // namespace

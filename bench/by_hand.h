@@ -16,7 +16,8 @@ bool writeByHand(const std::string& dataPath, const std::string& indexPath, long
 bool readByHand(const std::string& dataPath, long count, KtbDatavar* values);
 
 // Does what opening a table at a row takes: opens and reads the header, opens the index and reads the row's entry, opens the
-// data file and reads `bytes` bytes there, closes all three. False when a call fails.
+// data file and reads `bytes` bytes there, closes all three. Each file is looked at with fstat, as the library does to tell a
+// regular file from a pipe. False when a call fails.
 bool openByHand(const std::string& headerPath, const std::string& indexPath, const std::string& dataPath, long row,
                 unsigned long bytes);
 

@@ -50,7 +50,7 @@ void bindRow(sqlite3_stmt* statement, const KtbDatavar* values, KtbString* scrat
         if (values[c].isNull()) {
             sqlite3_bind_null(statement, c + 1);
         } else {
-            bindText(statement, c + 1, values[c], nullptr);
+            bindText(statement, c + 1, values[c], scratch);
         }
     }
 }

@@ -194,16 +194,16 @@ void openAtRowByHand(benchmark::State& state) {
     }
 }
 
-BENCHMARK(writeRows)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(writeRowsByHand)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(writeRowsSqlite)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readRows)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readRowsByHand)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readRowsSqlite)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readReversed)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readTwoColumns)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(openAtRow)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(openAtRowByHand)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(writeRows)->Unit(benchmark::kMillisecond);
+BENCHMARK(writeRowsByHand)->Unit(benchmark::kMillisecond);
+BENCHMARK(writeRowsSqlite)->Unit(benchmark::kMillisecond);
+BENCHMARK(readRows)->Unit(benchmark::kMillisecond);
+BENCHMARK(readRowsByHand)->Unit(benchmark::kMillisecond);
+BENCHMARK(readRowsSqlite)->Unit(benchmark::kMillisecond);
+BENCHMARK(readReversed)->Unit(benchmark::kMillisecond);
+BENCHMARK(readTwoColumns)->Unit(benchmark::kMillisecond);
+BENCHMARK(openAtRow)->Unit(benchmark::kMicrosecond);
+BENCHMARK(openAtRowByHand)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

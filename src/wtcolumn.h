@@ -20,31 +20,21 @@ inline constexpr unsigned char storedString = 5;
 // The mapping loses what the files cannot say: every other type is stored as a string and comes back as one.
 constexpr unsigned char storageCodeOf(ktbType type) {
     switch (type) {
-        case ktbTypeBoolean:
-            return storedBoolean;
-        case ktbTypeInteger:
-            return storedInteger;
-        case ktbTypeDecimal:
-            return storedDecimal;
-        case ktbTypeDate:
-            return storedDate;
-        default:
-            return storedString;
+        case ktbTypeBoolean: return storedBoolean;
+        case ktbTypeInteger: return storedInteger;
+        case ktbTypeDecimal: return storedDecimal;
+        case ktbTypeDate: return storedDate;
+        default: return storedString;
     }
 }
 
 constexpr ktbType typeOfStorageCode(unsigned code) {
     switch (code) {
-        case storedBoolean:
-            return ktbTypeBoolean;
-        case storedInteger:
-            return ktbTypeInteger;
-        case storedDecimal:
-            return ktbTypeDecimal;
-        case storedDate:
-            return ktbTypeDate;
-        default:
-            return ktbTypeString;
+        case storedBoolean: return ktbTypeBoolean;
+        case storedInteger: return ktbTypeInteger;
+        case storedDecimal: return ktbTypeDecimal;
+        case storedDate: return ktbTypeDate;
+        default: return ktbTypeString;
     }
 }
 

@@ -68,8 +68,6 @@ private:
     static constexpr char messageSource[] = "wtelem";
     static constexpr int recordSize = 16;  // on disk
 
-    enum class Stored { whole, flagRefused, cutShort };
-
     bool fail(const KtbString& text) {
         error_ = text;
         return false;
@@ -85,25 +83,13 @@ private:
     bool restoreName(np_file* header, int bytes, const char* what, KtbString* name);
     void resetReader();
 
-    // wtelem_write.cpp: encoding
-    Stored writeColumn(KTWTColumnDef* column, const KtbDatavar& value);
-    Stored writeFlag(unsigned char flag);
-    Stored writeFixed(unsigned char code, bool failed, const void* payload, unsigned long bytes);
-    Stored writeText(KTWTColumnDef* column, const KtbDatavar& value);
-    bool writeTextSize(int bytes);
-
     // wtelem_read.cpp: decoding
     bool seekEnd();
     bool readForward(KtbDatavar** values, int wanted, bool* end);
     bool readReversed(KtbDatavar** values, int wanted, bool* end);
     bool beginReading();
-    bool decode(KtbDatavar** values, int wanted, int* decoded);
-    bool decodeColumn(KtbDatavar* destination);
-    bool decodeNumber(unsigned char code, KtbDatavar* destination);
-    bool decodeText(KtbDatavar* destination);
-    bool readTextSize(long* bytes);
-    bool read(void* bytes, unsigned long count);
-    bool pass(long count);
+    int decode(int first, KtbDatavar** values, int wanted);
+    static int copyToFurtherTargets(const KTWTColumnDef& column, KtbDatavar** values);
     bool passRest(int column);
     bool nextIndexEntry(long* offset);
     bool skipRow();

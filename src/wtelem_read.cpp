@@ -22,6 +22,9 @@
 #include "wtelem.h"
 #include "wtfile.h"
 #include "wtmessage.h"
+#include "wtrowio.h"
+
+using ktwt::RowInput;
 
 namespace {
 
@@ -56,14 +59,10 @@ bool KTWTFileElement::seekEnd() {
     return currentOffset_ >= 0 || fail(KTWT_MESSAGE(336));
 }
 
-bool KTWTFileElement::nextIndexEntry(long* offset) {
+inline bool KTWTFileElement::nextIndexEntry(long* offset) {
     if (np_fio_getb(indexFile_, offset, indexEntrySize) != indexEntrySize) return false;
     if (byteSwap_) reverseBytes(offset, indexEntrySize);
     return true;
-}
-
-bool KTWTFileElement::readRow(KtbDatavar** values, int wanted, bool* end) {
-    return reversed_ ? readReversed(values, wanted, end) : readForward(values, wanted, end);
 }
 
 // Fetches the string buffer and steps over the index entry of the first row, which is known to begin where the file does.
@@ -76,14 +75,14 @@ bool KTWTFileElement::beginReading() {
     return nextIndexEntry(&ignored) || fail(KTWT_MESSAGE(1301, "column"));
 }
 
-bool KTWTFileElement::readForward(KtbDatavar** values, int wanted, bool* end) {
+inline bool KTWTFileElement::readForward(KtbDatavar** values, int wanted, bool* end) {
     *end = currentRow_ >= rows_;
     if (*end) return false;
     if (firstRead_ && !beginReading()) return false;
     ++currentRow_;
     if (wanted == 0) return skipRow();
-    int decoded = 0;
-    if (!decode(values, wanted, &decoded)) return fail(KTWT_MESSAGE(1301, "column"));
+    const int decoded = decode(0, values, wanted);
+    if (decoded < 0) return fail(KTWT_MESSAGE(1301, "column"));
     if (decoded == columnCount_) return true;
     if (indexFile_ == nullptr) return passRest(decoded);
     return jumpToNextRow();
@@ -96,30 +95,29 @@ bool KTWTFileElement::skipRow() {
     return np_fio_seek64(dataFile_, currentOffset_, np_from_start) >= 0 || fail(KTWT_MESSAGE(1301, "column"));
 }
 
-bool KTWTFileElement::jumpToNextRow() {
+inline bool KTWTFileElement::jumpToNextRow() {
     if (currentRow_ >= rows_) return true;
     long next = 0;
     if (!nextIndexEntry(&next)) return fail(KTWT_MESSAGE(1301, "column position"));
-    if (next == 0 || next == currentOffset_) return true;
+    if (next == 0) next = currentOffset_;
     currentOffset_ = np_fio_seek64(dataFile_, next, np_from_start);
     return currentOffset_ >= 0 || fail(KTWT_MESSAGE(1301, "column"));
 }
 
 // An element of exactly one row that nobody has placed delivers that row twice, since seek(0) first finds the reader at row 0
 // and then, at row -1, really moves it. Tables place their elements and never see this; it is kept for those who do not.
-bool KTWTFileElement::readReversed(KtbDatavar** values, int wanted, bool* end) {
+inline bool KTWTFileElement::readReversed(KtbDatavar** values, int wanted, bool* end) {
     *end = false;
     if (!positioned_ && !seek(std::max(rows_, 0L) - 1)) return false;
     *end = currentRow_ < 0;
     if (*end) return false;
     if (firstRead_ && !beginReading()) return false;
     --currentRow_;
-    int decoded = 0;
-    if (wanted != 0 && !decode(values, wanted, &decoded)) return fail(KTWT_MESSAGE(1301, "column"));
+    if (wanted != 0 && decode(0, values, wanted) < 0) return fail(KTWT_MESSAGE(1301, "column"));
     return stepBack();
 }
 
-bool KTWTFileElement::stepBack() {
+inline bool KTWTFileElement::stepBack() {
     long offset = 0;
     if (currentRow_ >= 0) {
         if (indexFile_ == nullptr) return fail(KTWT_MESSAGE(336));
@@ -130,115 +128,143 @@ bool KTWTFileElement::stepBack() {
     return currentOffset_ >= 0 || fail(KTWT_MESSAGE(1301, "column"));
 }
 
-// Decodes columns until `wanted` slots are filled or the row ends; *decoded is the number of columns gone through.
-bool KTWTFileElement::decode(KtbDatavar** values, int wanted, int* decoded) {
-    int filled = 0;
-    int c = 0;
-    while (c < columnCount_ && filled < wanted) {
-        const KTWTColumnDef& column = columnDefs_[c];
-        KtbDatavar* destination = nullptr;
-        if (column.targetCount != 0) {
-            destination = column.targets ? values[column.targets[0]] : values[c];
-            ++filled;
-        }
-        if (!decodeColumn(destination)) return false;
-        for (int i = 1; i < column.targetCount && column.targets; ++i, ++filled) {
-            *values[column.targets[static_cast<std::size_t>(i)]] = *destination;
-        }
-        ++c;
-    }
-    *decoded = c;
+namespace {
+
+// Sizes of the payloads that have one, by storage code.
+constexpr unsigned long payloadSizes[] = {0, 1, 8, 8, decimalSize};
+
+template <class Number>
+[[gnu::always_inline]] inline bool decodeNumber(RowInput& in, bool byteSwap, KtbDatavar* destination) {
+    Number number;
+    if (!in.get(&number, sizeof number)) return false;
+    if (byteSwap) reverseBytes(&number, sizeof number);
+    destination->assign(number);
     return true;
 }
 
-bool KTWTFileElement::passRest(int column) {
-    for (; column < columnCount_; ++column) {
-        if (!decodeColumn(nullptr)) return fail(KTWT_MESSAGE(1301, "column"));
-    }
-    return true;
-}
-
-bool KTWTFileElement::read(void* bytes, unsigned long count) {
-    if (np_fio_getb(dataFile_, bytes, count) != count) return false;
-    currentOffset_ += static_cast<long>(count);
-    return true;
-}
-
-bool KTWTFileElement::pass(long count) {
-    if (np_fio_seek64(dataFile_, count, np_from_current) < 0) return false;
-    currentOffset_ += count;
-    return true;
-}
-
-bool KTWTFileElement::decodeColumn(KtbDatavar* destination) {
-    unsigned char flag = 0;
-    if (!read(&flag, 1)) return false;
-    if ((flag & noPayload) != 0) {
-        if (destination != nullptr) destination->setNull();
-        return true;
-    }
-    return flag == ktwt::storedString ? decodeText(destination) : decodeNumber(flag, destination);
-}
-
-bool KTWTFileElement::decodeNumber(unsigned char code, KtbDatavar* destination) {
-    unsigned long size = 0;
-    switch (code) {
-        case ktwt::storedBoolean:
-            size = 1;
-            break;
-        case ktwt::storedDate:
-        case ktwt::storedInteger:
-            size = 8;
-            break;
-        case ktwt::storedDecimal:
-            size = decimalSize;
-            break;
-        default:
-            return true;  // a code without payload
-    }
-    if (destination == nullptr) return pass(static_cast<long>(size));
-
-    unsigned char bytes[decimalSize];
-    if (!read(bytes, size)) return false;
-    if (code == ktwt::storedBoolean) {
-        destination->assign(bytes[0] != 0);
-        return true;
-    }
-    if (code == ktwt::storedDecimal) {
-        destination->assign(ktbTypeDecimal, bytes, decimalSize, byteSwap_);
-        return true;
-    }
-    if (byteSwap_) reverseBytes(bytes, size);
-    if (code == ktwt::storedInteger) {
-        long number = 0;
-        std::memcpy(&number, bytes, sizeof number);
-        destination->assign(number);
-        return true;
-    }
-    double seconds = 0;
-    std::memcpy(&seconds, bytes, sizeof seconds);
-    destination->assign(seconds);
+[[gnu::always_inline]] inline bool decodeDate(RowInput& in, bool byteSwap, KtbDatavar* destination) {
+    if (!decodeNumber<double>(in, byteSwap, destination)) return false;
     destination->setType(ktbTypeDate);
     return true;
 }
 
-bool KTWTFileElement::readTextSize(long* bytes) {
-    unsigned char size[4];
-    if (!read(size, 1)) return false;
-    *bytes = size[0];
-    if ((size[0] & textSizeLong) == 0) return true;
-    if (!read(size + 1, 3)) return false;
-    *bytes = (size[0] & 127L) << 24 | long{size[1]} << 16 | long{size[2]} << 8 | long{size[3]};
+[[gnu::always_inline]] inline bool decodeBoolean(RowInput& in, KtbDatavar* destination) {
+    unsigned char byte = 0;
+    if (!in.get(&byte, 1)) return false;
+    destination->assign(byte != 0);
     return true;
 }
 
-// A text without its NUL, or longer than the header says any text is, is damage: it would not fit the buffer.
-bool KTWTFileElement::decodeText(KtbDatavar* destination) {
-    long bytes = 0;
-    if (!readTextSize(&bytes) || bytes == 0) return false;
-    if (destination == nullptr) return pass(bytes);
-    if (bytes > stringBufferSize_ || !read(stringBuffer_, static_cast<unsigned long>(bytes))) return false;
-    if (stringBuffer_[bytes - 1] != 0) return false;
-    destination->assign(reinterpret_cast<const char*>(stringBuffer_), static_cast<int>(bytes - 1));
+[[gnu::always_inline]] inline bool decodeDecimal(RowInput& in, bool byteSwap, KtbDatavar* destination) {
+    unsigned char words[decimalSize];
+    if (!in.get(words, decimalSize)) return false;
+    destination->assign(ktbTypeDecimal, words, decimalSize, byteSwap);
     return true;
+}
+
+// The size of a text with its NUL; 0, which no text has, when it could not be read.
+[[gnu::always_inline]] inline unsigned long decodeTextSize(RowInput& in) {
+    unsigned char size[4];
+    if (!in.get(size, 1)) return 0;
+    if ((size[0] & textSizeLong) == 0) return size[0];
+    if (!in.get(size + 1, 3)) return 0;
+    return (size[0] & 127UL) << 24 | static_cast<unsigned long>(size[1]) << 16 | static_cast<unsigned long>(size[2]) << 8 |
+           size[3];
+}
+
+// Where a text goes that is not in the file layer's buffer as a whole, and how long a text may be.
+struct TextBuffer {
+    unsigned char* bytes;
+    unsigned long size;
+};
+
+// A text without its NUL, or longer than the header says any text is, is damage: it would not fit the buffer.
+[[gnu::always_inline]] inline bool decodeText(RowInput& in, const TextBuffer& texts, KtbDatavar* destination) {
+    const unsigned long count = decodeTextSize(in);
+    if (count == 0 || count > texts.size) return false;
+    const unsigned char* text = in.getInPlace(count);
+    if (text == nullptr) {
+        if (!in.get(texts.bytes, count)) return false;
+        text = texts.bytes;
+    }
+    if (text[count - 1] != 0) return false;
+    destination->assign(reinterpret_cast<const char*>(text), static_cast<int>(count - 1));
+    return true;
+}
+
+[[gnu::always_inline]] inline bool decodePayload(RowInput& in, unsigned char code, bool byteSwap, const TextBuffer& texts,
+                                                 KtbDatavar* destination) {
+    switch (code) {
+        case ktwt::storedBoolean: return decodeBoolean(in, destination);
+        case ktwt::storedDate: return decodeDate(in, byteSwap, destination);
+        case ktwt::storedInteger: return decodeNumber<long>(in, byteSwap, destination);
+        case ktwt::storedDecimal: return decodeDecimal(in, byteSwap, destination);
+        case ktwt::storedString: return decodeText(in, texts, destination);
+        default: return true;  // a code without payload
+    }
+}
+
+[[gnu::always_inline]] inline bool passPayload(RowInput& in, unsigned char code) {
+    if (code == ktwt::storedString) {
+        const unsigned long count = decodeTextSize(in);
+        return count != 0 && in.pass(count);
+    }
+    return code > ktwt::storedString || in.pass(payloadSizes[code]);
+}
+
+// Decodes one column into its destination, or passes over it when there is none.
+[[gnu::always_inline]] inline bool decodeColumn(RowInput& in, bool byteSwap, const TextBuffer& texts, KtbDatavar* destination) {
+    unsigned char flag = 0;
+    if (!in.get(&flag, 1)) return false;
+    if ((flag & noPayload) != 0) {
+        if (destination != nullptr) destination->setNull();
+        return true;
+    }
+    return destination != nullptr ? decodePayload(in, flag, byteSwap, texts, destination) : passPayload(in, flag);
+}
+
+}  // namespace
+
+// Decodes columns from `first` on until `wanted` slots are filled or the row ends; without `values` passes over the columns.
+// Returns the number of the column after the last one gone through, or -1 when the file does not hold what it should.
+int KTWTFileElement::decode(int first, KtbDatavar** values, int wanted) {
+    RowInput in(dataFile_);
+    const TextBuffer texts = {stringBuffer_, static_cast<unsigned long>(stringBufferSize_)};
+    const bool byteSwap = byteSwap_;
+    const KTWTColumnDef* const columns = columnDefs_;
+    const int count = columnCount_;
+    int filled = 0;
+    int c = first;
+    bool whole = true;
+    while (whole && c < count && filled < wanted) {
+        const KTWTColumnDef& column = columns[c];
+        KtbDatavar* destination = nullptr;
+        if (values != nullptr && column.targetCount != 0) {
+            destination = column.targets ? values[column.targets[0]] : values[c];
+            ++filled;
+        }
+        whole = decodeColumn(in, byteSwap, texts, destination);
+        if (destination != nullptr && column.targetCount > 1) filled += copyToFurtherTargets(column, values);
+        ++c;
+    }
+    // After a row that is left by way of the index the file is placed anew: it need not be moved behind what was decoded first.
+    const bool placedAnew = reversed_ || (c < count && indexFile_ != nullptr);
+    if (!placedAnew) whole = in.finish() && whole;
+    currentOffset_ += in.taken();
+    return whole ? c : -1;
+}
+
+// Copies what a column's first slot received into its other slots, and returns how many those are.
+int KTWTFileElement::copyToFurtherTargets(const KTWTColumnDef& column, KtbDatavar** values) {
+    const KtbDatavar& received = *values[column.targets[0]];
+    for (int i = 1; i < column.targetCount; ++i) *values[column.targets[static_cast<std::size_t>(i)]] = received;
+    return column.targetCount - 1;
+}
+
+bool KTWTFileElement::passRest(int column) {
+    return decode(column, nullptr, 1) == columnCount_ || fail(KTWT_MESSAGE(1301, "column"));
+}
+
+bool KTWTFileElement::readRow(KtbDatavar** values, int wanted, bool* end) {
+    return reversed_ ? readReversed(values, wanted, end) : readForward(values, wanted, end);
 }

@@ -9,8 +9,7 @@
 //
 // Numbers are in the writer's byte order, except L, which is big-endian everywhere. Example: the row (null, 7, "ab") of a
 // boolean, an integer and a string column, on a little-endian machine: 80 | 03 07 00 00 00 00 00 00 00 | 05 03 61 62 00. The
-// row's offset goes to the index file first. Everything is written through the file layer's buffers, field by field, and
-// nothing is allocated per row.
+// row's offset goes to the index file first. Nothing is allocated per row.
 #include <algorithm>
 
 #include "ktb/real.h"
@@ -18,11 +17,85 @@
 #include "wtelem.h"
 #include "wtfile.h"
 #include "wtmessage.h"
+#include "wtrowio.h"
+
+using ktwt::RowOutput;
 
 namespace {
 
 constexpr unsigned char noPayload = 128;
 constexpr int textSizeShortMax = 127;
+
+enum class Stored { whole, flagRefused, cutShort };
+
+Stored putFlag(RowOutput& out, unsigned char flag) { return out.put(&flag, 1) ? Stored::whole : Stored::flagRefused; }
+
+// A value that did not convert leaves its column's code, marked, and no payload.
+template <class Payload>
+Stored putPayload(RowOutput& out, unsigned char code, bool failed, const Payload& payload) {
+    const Stored stored = putFlag(out, failed ? code | noPayload : code);
+    if (failed || stored != Stored::whole) return stored;
+    return out.put(&payload, sizeof payload) ? Stored::whole : Stored::cutShort;
+}
+
+bool putTextSize(RowOutput& out, int bytes) {
+    const auto length = static_cast<unsigned>(bytes);
+    if (bytes <= textSizeShortMax) {
+        const auto size = static_cast<unsigned char>(length);
+        return out.put(&size, 1);
+    }
+    const unsigned char size[] = {static_cast<unsigned char>(0x80 | length >> 24), static_cast<unsigned char>(length >> 16),
+                                  static_cast<unsigned char>(length >> 8), static_cast<unsigned char>(length)};
+    return out.put(size, sizeof size);
+}
+
+Stored putText(RowOutput& out, KTWTColumnDef* column, const KtbString& text) {
+    // A value that memory could not turn into a text is one that did not convert.
+    if (text.isNull()) return putFlag(out, ktwt::storedString | noPayload);
+    const Stored stored = putFlag(out, ktwt::storedString);
+    if (stored != Stored::whole) return stored;
+    const int all = text.cStrSize() - 1;
+    const int kept = column->width > 0 ? text.sizeWithin(column->width) : all;
+    if (!putTextSize(out, kept + 1)) return Stored::cutShort;
+    const bool cut = kept != all;
+    if (!out.put(text.asCstr(), static_cast<unsigned long>(cut ? kept : kept + 1))) return Stored::cutShort;
+    if (cut && !out.put("", 1)) return Stored::cutShort;
+    column->longest = std::max(column->longest, kept + 1);
+    return Stored::whole;
+}
+
+Stored putColumn(RowOutput& out, KTWTColumnDef* column, const KtbDatavar& value, KtbString* scratch, long* elementSize) {
+    if (value.isNull()) return putFlag(out, noPayload);
+    const unsigned char code = column->storageCode;
+    bool failed = false;
+    switch (code) {
+        case ktwt::storedBoolean: {
+            const unsigned char payload = value.asBool(&failed) ? 1 : 0;
+            return putPayload(out, code, failed, payload);
+        }
+        case ktwt::storedDate: {
+            const KtbDate date = value.asDate();
+            return putPayload(out, code, date.isNull(), date.asDouble());
+        }
+        case ktwt::storedInteger: {
+            const long payload = value.asInt64(&failed);
+            return putPayload(out, code, failed, payload);
+        }
+        case ktwt::storedDecimal: {
+            const KtbReal decimal = value.asReal(&failed);
+            unsigned long payload[3];
+            decimal.asFD(&payload);
+            return putPayload(out, code, failed || decimal.isNull(), payload);
+        }
+        case ktwt::storedString: return putText(out, column, value.asString(scratch));
+        default: {
+            // No table defines such a column. The element's size has always grown by one here, without a byte behind it.
+            const Stored stored = putFlag(out, code);
+            if (stored == Stored::whole && (code & noPayload) == 0) ++*elementSize;
+            return stored;
+        }
+    }
+}
 
 }  // namespace
 
@@ -31,97 +104,18 @@ bool KTWTFileElement::writeRow(KtbDatavar** values, bool* full) {
     if (indexFile_ != nullptr && np_fio_putb(indexFile_, &size_, sizeof size_) != sizeof size_) {
         return fail(KTWT_MESSAGE(1044));
     }
-    for (int c = 0; c < columnCount_; ++c) {
-        const Stored stored = writeColumn(&columnDefs_[c], *values[c]);
-        if (stored == Stored::whole) continue;
-        if (stored == Stored::cutShort) return fail(KTWT_MESSAGE(1044));
-        // A flag byte that is refused ends the row in silence, and the row counts: callers see this failure when they close.
-        rowCut_ = true;
-        break;
+    RowOutput out(dataFile_);
+    Stored stored = Stored::whole;
+    for (int c = 0; c < columnCount_ && stored == Stored::whole; ++c) {
+        stored = putColumn(out, &columnDefs_[c], *values[c], &scratch_, &size_);
     }
+    out.finish();
+    size_ += out.given();
+    if (stored == Stored::cutShort) return fail(KTWT_MESSAGE(1044));
+    // A flag byte that is refused ends the row in silence, and the row counts: callers see this failure when they close.
+    if (stored == Stored::flagRefused) rowCut_ = true;
     ++rows_;
     const long limit = owner_->getElementSize();
     *full = limit != 0 && size_ > limit;
-    return true;
-}
-
-KTWTFileElement::Stored KTWTFileElement::writeColumn(KTWTColumnDef* column, const KtbDatavar& value) {
-    if (value.isNull()) return writeFlag(noPayload);
-    const unsigned char code = column->storageCode;
-    bool failed = false;
-    switch (code) {
-        case ktwt::storedBoolean: {
-            const unsigned char payload = value.asBool(&failed) ? 1 : 0;
-            return writeFixed(code, failed, &payload, sizeof payload);
-        }
-        case ktwt::storedDate: {
-            const KtbDate date = value.asDate();
-            const double payload = date.asDouble();
-            return writeFixed(code, date.isNull(), &payload, sizeof payload);
-        }
-        case ktwt::storedInteger: {
-            const long payload = value.asInt64(&failed);
-            return writeFixed(code, failed, &payload, sizeof payload);
-        }
-        case ktwt::storedDecimal: {
-            const KtbReal decimal = value.asReal(&failed);
-            unsigned long payload[3];
-            decimal.asFD(&payload);
-            return writeFixed(code, failed || decimal.isNull(), payload, sizeof payload);
-        }
-        case ktwt::storedString:
-            return writeText(column, value);
-        default: {
-            // No table defines such a column. The size has always grown by one here without a byte behind it.
-            const Stored stored = writeFlag(code);
-            if (stored == Stored::whole && (code & noPayload) == 0) ++size_;
-            return stored;
-        }
-    }
-}
-
-KTWTFileElement::Stored KTWTFileElement::writeFlag(unsigned char flag) {
-    ++size_;
-    return np_fio_putb(dataFile_, &flag, 1) == 1 ? Stored::whole : Stored::flagRefused;
-}
-
-KTWTFileElement::Stored KTWTFileElement::writeFixed(unsigned char code, bool failed, const void* payload, unsigned long bytes) {
-    const Stored stored = writeFlag(failed ? code | noPayload : code);
-    if (failed || stored != Stored::whole) return stored;
-    if (np_fio_putb(dataFile_, payload, bytes) != bytes) return Stored::cutShort;
-    size_ += static_cast<long>(bytes);
-    return Stored::whole;
-}
-
-KTWTFileElement::Stored KTWTFileElement::writeText(KTWTColumnDef* column, const KtbDatavar& value) {
-    const KtbString& text = value.asString(&scratch_);
-    // A value that memory could not turn into a text is one that did not convert.
-    if (text.isNull()) return writeFlag(ktwt::storedString | noPayload);
-    const Stored stored = writeFlag(ktwt::storedString);
-    if (stored != Stored::whole) return stored;
-
-    const int kept = column->width > 0 ? text.sizeWithin(column->width) : text.cStrSize() - 1;
-    const bool cut = kept != text.cStrSize() - 1;
-    if (!writeTextSize(kept + 1)) return Stored::cutShort;
-    const auto bytes = static_cast<unsigned long>(cut ? kept : kept + 1);
-    if (np_fio_putb(dataFile_, text.asCstr(), bytes) != bytes) return Stored::cutShort;
-    if (cut && np_fio_putb(dataFile_, "", 1) != 1) return Stored::cutShort;
-    size_ += kept + 1;
-    column->longest = std::max(column->longest, kept + 1);
-    return Stored::whole;
-}
-
-bool KTWTFileElement::writeTextSize(int bytes) {
-    unsigned char size[4];
-    const auto length = static_cast<unsigned>(bytes);
-    unsigned long count = 0;
-    if (bytes > textSizeShortMax) {
-        size[count++] = static_cast<unsigned char>(0x80 | length >> 24);
-        size[count++] = static_cast<unsigned char>(length >> 16);
-        size[count++] = static_cast<unsigned char>(length >> 8);
-    }
-    size[count++] = static_cast<unsigned char>(length);
-    if (np_fio_putb(dataFile_, size, count) != count) return false;
-    size_ += static_cast<long>(count);
     return true;
 }

@@ -147,13 +147,19 @@ bool KTWTFileImpl::applyRange(const long* range, long* startRow) {
     return true;
 }
 
+// Whether rows can be counted on from there: no disk holds more than the half of what a count can say, so that such a count is
+// damage.
+static bool isRowCount(long rows) { return rows >= 0 && rows <= LONG_MAX / 2; }
+
 bool KTWTFileImpl::openForAppending() {
     if (byteSwap_) {
         return fail(KTWT_MESSAGE(1353, headerPath_.asCstr(), "rows cannot be appended to a table of the other byte order"));
     }
+    if (!isRowCount(rows_)) return fail(KTWT_MESSAGE(1301, "element definition"));
     currentRow_ = rows_;
     if (elementCount_ == 0) return true;
     current_ = elements_[static_cast<std::size_t>(elementCount_ - 1)].get();
+    if (!isRowCount(current_->getRows())) return fail(KTWT_MESSAGE(1301, "element definition"));
     if (!current_->open(false)) return fail(current_->getError());
     const bool full = elementSize_ != 0 && current_->getSize() > elementSize_;
     if (full) return closeCurrent(true);

@@ -99,6 +99,9 @@ private:
         return false;
     }
 
+    // The columns of the caller's row.
+    int rowColumns() const { return selection_ ? selectedCount_ : columnCount_; }
+
     // wtfile.cpp
     bool openHeader(const KtbString& name, OpenMode mode, long* range);
     bool openHeaderFile(bool readOnly);
@@ -121,12 +124,12 @@ private:
     bool persistColumn(const KTWTColumnDef& column);
     bool restoreHeader();
     bool restoreLabel(int bytes);
-    bool restoreColumns(int count);
+    bool restoreColumns(int count, long size);
     bool restoreColumn(KTWTColumnDef* column, long rest);
     bool restoreColumnName(KTWTColumnDef* column, int bytes);
-    bool restoreElements(int count);
+    bool restoreElements(int count, long size);
     bool skipExtra(int length, int known);
-    long restOfHeader();
+    long headerSize();
 
     // wtfile_columns.cpp
     int findColumn(const KtbString& name) const;
@@ -157,7 +160,7 @@ private:
     bool growElements();
     bool rangeIsRead() const;
     bool openNextElement(bool* end);
-    int placeConstants(KtbDatavar** values);
+    bool placeConstants(KtbDatavar** values, int* wanted);
 
     // wtfile_sort.cpp
     bool writeSortedRow(KtbDatavar** values);
@@ -192,6 +195,7 @@ private:
     std::unique_ptr<KTWTColumnDef[]> columnDefs_;
     std::unique_ptr<KtbDatavar*[]> valueVector_;
     int valueVectorSize_ = 0;
+    KtbDatavar* pointedAt_ = nullptr;  // the array whose values the vector points at
     bool hasConstants_ = false;
     int selectedCount_ = 0;
     std::unique_ptr<KTWTSelectionEntry[]> selection_;  // none: all columns in stored order

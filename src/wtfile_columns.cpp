@@ -43,7 +43,7 @@ bool KTWTFileImpl::getColumnInfo(int column, KtbString* name, ktbType* type, int
     return true;
 }
 
-int KTWTFileImpl::getColumns() { return selection_ ? selectedCount_ : columnCount_; }
+int KTWTFileImpl::getColumns() { return rowColumns(); }
 
 bool KTWTFileImpl::columnsAreDefined() const {
     return std::all_of(columnDefs_.get(), columnDefs_.get() + columnCount_, [](const KTWTColumnDef& column) {

@@ -96,8 +96,9 @@ bool KTWTFileImpl::restoreHeader() {
     version_ = version;
     elementSize_ = load<std::int64_t>(fixed + 16, byteSwap_);
     rows_ = load<std::int64_t>(fixed + 24, byteSwap_);
-    return restoreColumns(load<std::int32_t>(fixed + 8, byteSwap_)) &&
-           restoreElements(load<std::int32_t>(fixed + 12, byteSwap_));
+    const long size = headerSize();
+    return restoreColumns(load<std::int32_t>(fixed + 8, byteSwap_), size) &&
+           restoreElements(load<std::int32_t>(fixed + 12, byteSwap_), size);
 }
 
 // Skips what a fixed part of `length` bytes has beyond the bytes of this version.
@@ -116,16 +117,15 @@ bool KTWTFileImpl::restoreLabel(int bytes) {
     return !label_.isNull() || fail(KTWT_MESSAGE(29, "(table label)"));
 }
 
-// The bytes between the header file's position and its end.
-long KTWTFileImpl::restOfHeader() {
+// The size of the header file; leaves its position alone.
+long KTWTFileImpl::headerSize() {
     const long position = np_fio_seek64(headerFile_, 0, np_from_current);
-    const long end = np_fio_seek64(headerFile_, 0, np_from_end);
-    if (np_fio_seek64(headerFile_, position, np_from_start) != position) return 0;
-    return std::max(end - position, 0L);
+    const long size = np_fio_seek64(headerFile_, 0, np_from_end);
+    return np_fio_seek64(headerFile_, position, np_from_start) == position ? size : 0;
 }
 
-bool KTWTFileImpl::restoreColumns(int count) {
-    const long rest = restOfHeader();
+bool KTWTFileImpl::restoreColumns(int count, long size) {
+    const long rest = size - np_fio_seek64(headerFile_, 0, np_from_current);
     if (count < 0 || count > rest / columnSizeMin) return fail(KTWT_MESSAGE(1301, "column definition"));
     dropSelection();
     columnCount_ = 0;
@@ -162,8 +162,9 @@ bool KTWTFileImpl::restoreColumnName(KTWTColumnDef* column, int bytes) {
     return !column->name.isNull() || fail(KTWT_MESSAGE(29, "(column name)"));
 }
 
-bool KTWTFileImpl::restoreElements(int count) {
-    if (count < 0 || count > restOfHeader() / elementSizeMin) return fail(KTWT_MESSAGE(1301, "element definition"));
+bool KTWTFileImpl::restoreElements(int count, long size) {
+    const long rest = size - np_fio_seek64(headerFile_, 0, np_from_current);
+    if (count < 0 || count > rest / elementSizeMin) return fail(KTWT_MESSAGE(1301, "element definition"));
     dropElements();
     for (int i = 0; i < count; ++i) {
         if (!growElements()) return fail(KTWT_MESSAGE(29, "(data element definition array)"));

@@ -7,19 +7,23 @@
 #include "wtfile.h"
 #include "wtmessage.h"
 
-// The pointers to the values of one row, in a vector that is kept from row to row; null when memory is exhausted.
+// The pointers to the values of one row, in a vector that is kept from row to row; null when memory is exhausted. Callers mostly use
+// one array for all their rows, which the vector then points at already.
 KtbDatavar** KTWTFileImpl::pointTo(KtbDatavar* values) {
-    const int count = getColumns();
+    const int count = rowColumns();
     if (!valueVector_ || valueVectorSize_ != count) {
         valueVector_.reset(new (std::nothrow) KtbDatavar*[static_cast<std::size_t>(count)]);
         valueVectorSize_ = count;
+        pointedAt_ = nullptr;
         if (!valueVector_) {
             fail(KTWT_MESSAGE(29, "(column value vector)"));
             return nullptr;
         }
     }
     KtbDatavar** vector = valueVector_.get();
+    if (pointedAt_ == values) return vector;
     for (int i = 0; i < count; ++i) vector[i] = values + i;
+    pointedAt_ = values;
     return vector;
 }
 
@@ -114,7 +118,8 @@ bool KTWTFileImpl::readRow(KtbDatavar** values, bool* end) {
         *end = rangeIsRead();
         if (*end) return false;
         if (current_ == nullptr && !openNextElement(end)) return false;
-        const int wanted = hasConstants_ ? placeConstants(values) : getColumns();
+        int wanted = rowColumns();
+        if (hasConstants_ && !placeConstants(values, &wanted)) return false;
         bool elementEnd = false;
         if (current_->readRow(values, wanted, &elementEnd)) {
             currentRow_ += reversed_ ? -1 : 1;
@@ -144,19 +149,19 @@ bool KTWTFileImpl::openNextElement(bool* end) {
     }
 }
 
-// Fills the constant slots and returns how many slots are left to be filled from stored columns.
-int KTWTFileImpl::placeConstants(KtbDatavar** values) {
-    int wanted = selectedCount_;
+// Fills the constant slots and takes them off the number of slots to be filled from stored columns.
+bool KTWTFileImpl::placeConstants(KtbDatavar** values, int* wanted) {
     for (int slot = 0; slot < selectedCount_; ++slot) {
         const KTWTSelectionEntry& entry = selection_[static_cast<std::size_t>(slot)];
         if (!entry.constant) continue;
-        --wanted;
+        --*wanted;
         if (entry.value) {
             *values[slot] = *entry.value;
+            if (values[slot]->isNull() != entry.value->isNull()) return fail(KTWT_MESSAGE(29, "(column value)"));
         } else {
             values[slot]->setNull();
             values[slot]->setType(entry.column->type);
         }
     }
-    return wanted;
+    return true;
 }

@@ -70,7 +70,16 @@ public:
 
     // Gives a null the type; converts any other value to it. A value that does not convert becomes a null of that type,
     // and so does any value for ktbTypeNone. An unknown code counts as ktbTypeString.
-    void setType(ktbType type) noexcept;
+    void setType(ktbType type) noexcept {
+        // Every date that is read from a file comes this way: the number is already in its place.
+        const bool isDate =
+            type == ktbTypeDate && isA(ktbTypeDouble) && double_ >= KtbDate::secondsMin && double_ < KtbDate::secondsEnd;
+        if (isDate) {
+            type_ = ktbTypeDate;
+        } else {
+            changeType(type);
+        }
+    }
 
     ktbType type() const noexcept { return type_; }
     bool isNull() const noexcept { return null_; }
@@ -125,6 +134,7 @@ private:
     void assignDecimal(const void* bytes, bool swap) noexcept;
     void copyNumber(const KtbDatavar& other) noexcept;
     void convertTo(ktbType type) noexcept;
+    void changeType(ktbType type) noexcept;
     bool convertToBool(bool* err) const noexcept;
     long convertToInt64(bool* err) const noexcept;
     double convertToDouble(bool* err) const noexcept;

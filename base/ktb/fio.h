@@ -34,11 +34,11 @@ enum { np_path_max = 4096 };
 // Error codes: our own, never an errno. Stable: callers may store them, so never renumber.
 enum {
     np_ok = 0,
-    np_err_failed = 1,          // an error that has no code of its own here
-    np_err_access = 2,          // permission denied
-    np_err_no_such_file = 3,    // also when a directory on the way to the file does not exist
+    np_err_failed = 1,        // an error that has no code of its own here
+    np_err_access = 2,        // permission denied
+    np_err_no_such_file = 3,  // also when a directory on the way to the file does not exist
     np_err_exists = 4,
-    np_err_not_directory = 5,   // something on the way to the file is not a directory
+    np_err_not_directory = 5,  // something on the way to the file is not a directory
     np_err_is_directory = 6,
     np_err_not_regular = 7,     // a link, device, pipe or socket
     np_err_too_many_files = 8,  // this process or the system has no handle left
@@ -47,10 +47,10 @@ enum {
     np_err_read_only = 11,      // a read-only file system, or a put through a read-only handle
     np_err_io = 12,             // the device failed
     np_err_memory = 13,
-    np_err_name = 14,           // an empty or too long path or name
-    np_err_invalid = 15,        // an argument that no file has, such as a position before the start
+    np_err_name = 14,     // an empty or too long path or name
+    np_err_invalid = 15,  // an argument that no file has, such as a position before the start
     np_err_busy = 16,
-    np_err_end = 17             // one past the last code
+    np_err_end = 17  // one past the last code
 };
 
 extern "C" {
@@ -61,16 +61,17 @@ extern KTB_API const char np_dir_listsep;
 // Opens an existing regular file at its start. On success *file is a handle to be ended with np_fio_close, else null.
 KTB_API int np_fio_open(const char* path, int mode, np_file** file);
 
-// Creates a file for reading and writing in `directory`, readable and writable by its owner only, whatever the umask. Its name is
-// `prefix` and letters and digits that hold 96 random bits. Puts the full path into `path`. An existing file is never opened.
-// An empty `directory` is np_err_name. On failure *file is null and nothing was created.
+// Creates a file for reading and writing in `directory`, readable and writable by its owner only, whatever the umask. Its name
+// is `prefix` and letters and digits that hold 96 random bits. Puts the full path into `path`. An existing file is never
+// opened. An empty `directory` is np_err_name. On failure *file is null and nothing was created.
 KTB_API int np_fio_tmpfile(const char* directory, const char* prefix, char* path, unsigned long pathSize, np_file** file);
 
-// Puts the system's directory for temporary files into `buffer`: the environment variable TMPDIR when it is not empty, else /tmp.
+// Puts the system's directory for temporary files into `buffer`: the environment variable TMPDIR when it is not empty, else
+// /tmp.
 KTB_API int np_fio_tmpdir(char* buffer, unsigned long size);
 
-// Splits a path at its last '/': "/a/b" gives "/a" and "b", "/b" gives "/" and "b", "b" gives "" and "b". A path that is empty or
-// ends in '/' is np_err_name, and so is a part that does not fit its buffer.
+// Splits a path at its last '/': "/a/b" gives "/a" and "b", "/b" gives "/" and "b", "b" gives "" and "b". A path that is empty
+// or ends in '/' is np_err_name, and so is a part that does not fit its buffer.
 KTB_API int np_fio_pparse(const char* path, char* directory, unsigned long directorySize, char* name, unsigned long nameSize);
 
 // Joins a directory and a name with exactly one '/' between them; an empty directory gives the name alone. np_err_name when the
@@ -82,10 +83,19 @@ KTB_API int np_fio_pcat(const char* directory, const char* name, char* path, uns
 KTB_API unsigned long np_fio_getb(np_file* file, void* buffer, unsigned long size);
 KTB_API unsigned long np_fio_putb(np_file* file, const void* buffer, unsigned long size);
 
+// Lend the buffer itself, to callers who take a row apart or put one together without a call per field. *size is the number of
+// bytes lent, which is 0 whenever a transfer would do I/O or the handle has nothing to lend: np_fio_getb and np_fio_putb are
+// then the way on. What is lent lives until the next call for the same handle. np_fio_view lends the bytes at the current
+// position; np_fio_seek64 from np_from_current takes as many as were used. np_fio_room lends room for bytes at the current
+// position; np_fio_fill puts the first `size` bytes of it, which must not be more than were lent.
+KTB_API const unsigned char* np_fio_view(np_file* file, unsigned long* size);
+KTB_API unsigned char* np_fio_room(np_file* file, unsigned long* size);
+KTB_API void np_fio_fill(np_file* file, unsigned long size);
+
 // Moves the current position to `offset` bytes from `origin` (np_from_start, _current, _end). Returns the new position from the
 // start; negative, with the position unchanged, when it would lie before the start or overflow or the size cannot be
-// found. A position beyond the end is allowed: a get there transfers nothing, a put leaves a gap of zeros. Never does I/O, except that
-// np_from_end asks for the file's size.
+// found. A position beyond the end is allowed: a get there transfers nothing, a put leaves a gap of zeros. Never does I/O,
+// except that np_from_end asks for the file's size.
 KTB_API long np_fio_seek64(np_file* file, long offset, int origin);
 
 // Finds out about a file without opening it. A symbolic link is np_err_not_regular; a directory np_err_is_directory.

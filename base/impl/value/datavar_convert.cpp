@@ -174,9 +174,7 @@ KtbString KtbDatavar::asString() const noexcept {
     }
 }
 
-void KtbDatavar::setType(ktbType type) noexcept {
-    // Every date that is read from a file comes this way.
-    if (type == ktbTypeDate && isA(ktbTypeDouble)) return assign(KtbDate(double_));
+void KtbDatavar::changeType(ktbType type) noexcept {
     const ktbType wanted = isKnown(type) ? type : ktbTypeString;
     if (null_ || wanted == ktbTypeNone) return becomeNull(wanted);
     if (wanted != type_) convertTo(wanted);

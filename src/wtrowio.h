@@ -1,0 +1,131 @@
+// A data file while one row is taken from it or put into it.
+//
+// A row is some twenty fields of one to a few dozen bytes. They are moved in the file layer's own buffer, which it lends, so
+// that a field costs a comparison and a copy; one that is not in the buffer as a whole goes by np_fio_getb or np_fio_putb, and
+// so does everything when nothing is lent. Either way the same bytes move in the same order, and a refusal is met at the same
+// field. The file layer learns of what was moved in finish(), or before a call that it has to make: nothing else may use the
+// file meanwhile.
+#ifndef KTWT_WTROWIO_H
+#define KTWT_WTROWIO_H
+
+#include <cstring>
+
+#include "ktb/fio.h"
+
+namespace ktwt {
+
+class RowInput {
+public:
+    explicit RowInput(np_file* file) : file_(file) { look(); }
+
+    bool get(void* bytes, unsigned long count) {
+        if (count > left()) [[unlikely]]
+            return getFromFile(bytes, count);
+        std::memcpy(bytes, at_, count);
+        at_ += count;
+        return true;
+    }
+
+    // The next bytes where they are; null, with nothing taken, when they are not there as a whole.
+    const unsigned char* getInPlace(unsigned long count) {
+        if (count > left()) [[unlikely]]
+            return nullptr;
+        at_ += count;
+        return at_ - count;
+    }
+
+    bool pass(unsigned long count) {
+        if (count > left()) [[unlikely]]
+            return passInFile(count);
+        at_ += count;
+        return true;
+    }
+
+    // The number of bytes got and passed so far.
+    long taken() const { return earlier_ + (at_ - begin_); }
+
+    // Moves the file's position to behind what was taken.
+    bool finish() {
+        const long here = at_ - begin_;
+        earlier_ += here;
+        begin_ = at_;
+        return here == 0 || np_fio_seek64(file_, here, np_from_current) >= 0;
+    }
+
+private:
+    unsigned long left() const { return static_cast<unsigned long>(end_ - at_); }
+
+    void look() {
+        unsigned long size = 0;
+        begin_ = at_ = np_fio_view(file_, &size);
+        end_ = begin_ + size;
+    }
+
+    bool getFromFile(void* bytes, unsigned long count) {
+        if (!finish()) return false;
+        const unsigned long got = np_fio_getb(file_, bytes, count);
+        earlier_ += static_cast<long>(got);
+        look();
+        return got == count;
+    }
+
+    bool passInFile(unsigned long count) {
+        if (!finish() || np_fio_seek64(file_, static_cast<long>(count), np_from_current) < 0) return false;
+        earlier_ += static_cast<long>(count);
+        look();
+        return true;
+    }
+
+    np_file* file_;
+    const unsigned char* begin_ = nullptr;  // begin_ <= at_ <= end_
+    const unsigned char* at_ = nullptr;
+    const unsigned char* end_ = nullptr;
+    long earlier_ = 0;  // taken before begin_
+};
+
+class RowOutput {
+public:
+    explicit RowOutput(np_file* file) : file_(file) { look(); }
+
+    bool put(const void* bytes, unsigned long count) {
+        if (count > static_cast<unsigned long>(end_ - at_)) [[unlikely]]
+            return putToFile(bytes, count);
+        std::memcpy(at_, bytes, count);
+        at_ += count;
+        return true;
+    }
+
+    // The number of bytes put so far.
+    long given() const { return earlier_ + (at_ - begin_); }
+
+    void finish() {
+        earlier_ += at_ - begin_;
+        if (at_ != begin_) np_fio_fill(file_, static_cast<unsigned long>(at_ - begin_));
+        begin_ = at_;
+    }
+
+private:
+    void look() {
+        unsigned long size = 0;
+        begin_ = at_ = np_fio_room(file_, &size);
+        end_ = begin_ + size;
+    }
+
+    bool putToFile(const void* bytes, unsigned long count) {
+        finish();
+        const unsigned long stored = np_fio_putb(file_, bytes, count);
+        earlier_ += static_cast<long>(stored);
+        look();
+        return stored == count;
+    }
+
+    np_file* file_;
+    unsigned char* begin_ = nullptr;  // begin_ <= at_ <= end_
+    unsigned char* at_ = nullptr;
+    unsigned char* end_ = nullptr;
+    long earlier_ = 0;  // put before begin_
+};
+
+}  // namespace ktwt
+
+#endif
