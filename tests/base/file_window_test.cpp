@@ -6,6 +6,7 @@
 #include "file/file.h"
 #include "file_fixture.h"
 #include "os_faults.h"
+#include "support/failing_new.h"
 
 namespace {
 
@@ -100,10 +101,12 @@ TEST_F(FileWindowTest, ReadsGrowAgainAfterAJump) {
 
 TEST_F(FileWindowTest, AFileThatEndedIsNotAskedForMoreThanBefore) {
     openPattern(300);
+    failing_new::failAt(-1);  // only to count from here
     EXPECT_EQ(get(file_, 300), bytes_);
     EXPECT_EQ(os_.calls(OsCall::pread), 1);
     EXPECT_EQ(get(file_, 8), "");
     EXPECT_EQ(os_.calls(OsCall::pread), 2);
+    EXPECT_EQ(failing_new::made, 1);  // nor does the buffer grow for it
 }
 
 TEST_F(FileWindowTest, SeeksDoNoTransfersAndOnlyTheEndIsAskedFor) {
@@ -166,6 +169,10 @@ TEST_F(FileWindowTest, AskingForThePositionDoesNotDisturbPuts) {
         ASSERT_EQ(np_fio_seek64(file_, 0, np_from_current), i);
         ASSERT_EQ(put(file_, "x"), 1u);
     }
+    np_fio_seek64(file_, 0, np_from_current);
+    unsigned long room = 0;
+    np_fio_room(file_, &room);
+    EXPECT_GT(room, 0u);  // the next put needs no preparation
     EXPECT_EQ(os_.calls(OsCall::pwrite), 0);
     EXPECT_EQ(np_fio_seek64(file_, 0, np_from_end), 1000);
 }

@@ -21,13 +21,14 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 #include "file/retry.h"
 #include "ktb/fio.h"
 
 struct np_file {
 public:
-    np_file(Descriptor descriptor, bool writable) : writable_(writable), descriptor_(static_cast<Descriptor&&>(descriptor)) {}
+    np_file(Descriptor descriptor, bool writable) : writable_(writable), descriptor_(std::move(descriptor)) {}
     np_file(const np_file&) = delete;
     np_file& operator=(const np_file&) = delete;
     ~np_file();
@@ -36,6 +37,9 @@ public:
     unsigned long put(const void* buffer, unsigned long size);
     long position() const { return awayPosition_ >= 0 ? awayPosition_ : base_ + (cursor_ - begin_); }
     void moveTo(long position);
+    bool skip(long bytes);  // moves forward, if there are as many bytes in the window
+
+    // What is lent is the rest of the window in the state that it is in; the other state has nothing to lend.
     const unsigned char* view(unsigned long* size) const {
         *size = static_cast<unsigned long>(readLimit_ - cursor_);
         return cursor_;
@@ -49,12 +53,11 @@ public:
         cursor_ += size;
         readLimit_ = cursor_;
     }
-    bool skip(long bytes);  // moves forward, if there are as many bytes in the window
 
     // The size of the file with all that was put; negative when it cannot be found.
     long size();
 
-    // Each returns the first failure of a write, remembered from before or met now; 0 when there is none.
+    // Each returns the first failure of a write, remembered from before or met now, or else its own; 0 when there is none.
     int flush();
     int truncate();
     int close();
@@ -92,7 +95,7 @@ private:
         if (!error_) error_ = code;
     }
 
-    // The hot members come first and share a cache line.
+    // The hot members come first and fit a cache line.
     Byte* cursor_ = nullptr;
     Byte* begin_ = nullptr;
     Byte* readLimit_ = nullptr;

@@ -36,7 +36,8 @@ unsigned long np_file::putDirectly(const Byte* buffer, unsigned long size) {
     return count;
 }
 
-// Makes room for at least one byte at the position. Returns false when a write failed or there is no memory for a buffer.
+// Makes room for at least one byte at the position. Returns false when a write failed, there is no memory for a buffer, or no
+// byte can be behind this position.
 bool np_file::enterWriting() {
     settle();
     const bool inRoom = awayPosition_ < 0 && static_cast<unsigned long>(cursor_ - begin_) < room();
@@ -55,7 +56,6 @@ bool np_file::moveWindowToPut() {
     growTo(std::clamp(ranThrough ? capacity_ * growth : 0, bytesSmallest_, bytesLargest_));
     startWindowAt(at);
     stepBytes_ = capacity_;
-    if (at == LONG_MAX) remember(np_err_too_large);
     return room() > 0;
 }
 
