@@ -449,6 +449,7 @@ void expectNullWithoutMemory(const char* start, bool literal, Operation operatio
 
 TEST(StringTest, ExhaustedMemoryLeavesEveryOtherOperationNull) {
     const KtbString other = text(longText);
+    EXPECT_EQ(other.length(), static_cast<int>(longText.size()));
     expectNullWithoutMemory("before", false, [](KtbString& value) { value.assign(longText.c_str()); });
     expectNullWithoutMemory("before", false, [](KtbString& value) { value.assign(longText.c_str(), 50); });
     expectNullWithoutMemory("before", false, [&](KtbString& value) { value = other; });

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -100,21 +99,14 @@ void KtbDatavar::assignDecimal(const void* bytes, bool swap) noexcept {
 }
 
 void KtbDatavar::assign(ktbType type, const void* bytes, unsigned length, bool swap) noexcept {
-    if (!isFixed(type)) {
-        const bool fits = length <= static_cast<unsigned>(std::numeric_limits<int>::max());
-        return assign(static_cast<const char*>(bytes), fits ? static_cast<int>(length) : -1);
-    }
+    // A length that is too large for any text becomes a negative one, and so a null.
+    if (!isFixed(type)) return assign(static_cast<const char*>(bytes), static_cast<int>(length));
     if (bytes == nullptr || length == 0 || length != storedBytes(type)) return becomeNull(type);
     switch (type) {
-        case ktbTypeBoolean:
-            return assign(isTrue(bytes));
-        case ktbTypeInteger:
-            return assign(integerOf(word(bytes, 0, swap)));
-        case ktbTypeDecimal:
-            return assignDecimal(bytes, swap);
-        case ktbTypeDate:
-            return assign(KtbDate(doubleOf(word(bytes, 0, swap))));
-        default:
-            return assign(doubleOf(word(bytes, 0, swap)));
+        case ktbTypeBoolean: return assign(isTrue(bytes));
+        case ktbTypeInteger: return assign(integerOf(word(bytes, 0, swap)));
+        case ktbTypeDecimal: return assignDecimal(bytes, swap);
+        case ktbTypeDate: return assign(KtbDate(doubleOf(word(bytes, 0, swap))));
+        default: return assign(doubleOf(word(bytes, 0, swap)));
     }
 }

@@ -20,30 +20,28 @@ constexpr Named namedDoubles[] = {{"nan", std::numeric_limits<double>::quiet_NaN
 
 bool isEndAfterBlanks(const char* text) noexcept { return *skipBlanks(text) == 0; }
 
-const char* skipDigits(const char* text, bool* anyBut0) noexcept {
-    for (; isDigit(*text); ++text) *anyBut0 = *anyBut0 || *text != '0';
+const char* skipDigits(const char* text) noexcept {
+    while (isDigit(*text)) ++text;
     return text;
 }
 
 // Passes over e, a sign and digits; stays where it is when that is not what follows.
 const char* skipExponent(const char* text) noexcept {
     if (*text != 'e' && *text != 'E') return text;
-    bool ignored = false;
-    const char* digits = skipSign(text + 1, &ignored);
-    return isDigit(*digits) ? skipDigits(digits, &ignored) : text;
+    bool negative = false;
+    const char* digits = skipSign(text + 1, &negative);
+    return isDigit(*digits) ? skipDigits(digits) : text;
 }
 
 // Passes over digits with at most one point and an exponent; null when there is no digit before the exponent.
-const char* skipUnsigned(const char* text, bool* isZero) noexcept {
-    bool anyBut0 = false;
-    const char* end = skipDigits(text, &anyBut0);
+const char* skipUnsigned(const char* text) noexcept {
+    const char* end = skipDigits(text);
     bool anyDigit = end != text;
     if (*end == '.') {
         const char* fraction = end + 1;
-        end = skipDigits(fraction, &anyBut0);
+        end = skipDigits(fraction);
         anyDigit = anyDigit || end != fraction;
     }
-    *isZero = !anyBut0;
     return anyDigit ? skipExponent(end) : nullptr;
 }
 
@@ -83,25 +81,21 @@ bool readBool(const KtbString& text, bool* value) noexcept {
 
 bool readInteger(const char* text, long* value) noexcept {
     const char* begin = skipBlanks(text);
-    bool negative = false, ignored = false;
+    bool negative = false;
     const char* digits = skipSign(begin, &negative);
-    const char* end = skipDigits(digits, &ignored);
+    const char* end = skipDigits(digits);
     if (!isEndAfterBlanks(end)) return false;
-    const auto read = std::from_chars(negative ? begin : digits, end, *value);
-    return read.ec == std::errc() && read.ptr == end;
+    return std::from_chars(negative ? begin : digits, end, *value).ec == std::errc();
 }
 
 bool readDouble(const char* text, double* value) noexcept {
     const char* begin = skipBlanks(text);
     if (readNamed(begin, value)) return true;
-    bool negative = false, isZero = false;
+    bool negative = false;
     const char* digits = skipSign(begin, &negative);
-    const char* end = skipUnsigned(digits, &isZero);
+    const char* end = skipUnsigned(digits);
     if (end == nullptr || !isEndAfterBlanks(end)) return false;
-    const auto read = std::from_chars(digits, end, *value);
-    // Zero times a huge power is reported as out of range by some libraries, and numbers that round to zero as zero by others.
-    if (isZero) *value = 0;
-    if (!isZero && (read.ec != std::errc() || std::isinf(*value) || *value == 0)) return false;
+    if (std::from_chars(digits, end, *value).ec != std::errc()) return false;
     if (negative) *value = -*value;
     return true;
 }
