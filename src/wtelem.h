@@ -67,6 +67,8 @@ public:
 private:
     static constexpr char messageSource[] = "wtelem";
     static constexpr int recordSize = 16;  // on disk
+    static constexpr int decodedDamaged = -1;
+    static constexpr int decodedExhausted = -2;
 
     bool fail(const KtbString& text) {
         error_ = text;
@@ -89,7 +91,8 @@ private:
     bool readReversed(KtbDatavar** values, int wanted, bool* end);
     bool beginReading();
     int decode(int first, KtbDatavar** values, int wanted);
-    static int copyToFurtherTargets(const KTWTColumnDef& column, KtbDatavar** values);
+    bool failDecoding(int decoded);
+    static bool copyToFurtherTargets(const KTWTColumnDef& column, KtbDatavar** values);
     bool passRest(int column);
     bool nextIndexEntry(long* offset);
     bool skipRow();

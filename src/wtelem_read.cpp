@@ -82,7 +82,7 @@ inline bool KTWTFileElement::readForward(KtbDatavar** values, int wanted, bool* 
     ++currentRow_;
     if (wanted == 0) return skipRow();
     const int decoded = decode(0, values, wanted);
-    if (decoded < 0) return fail(KTWT_MESSAGE(1301, "column"));
+    if (decoded < 0) return failDecoding(decoded);
     if (decoded == columnCount_) return true;
     if (indexFile_ == nullptr) return passRest(decoded);
     return jumpToNextRow();
@@ -113,8 +113,13 @@ inline bool KTWTFileElement::readReversed(KtbDatavar** values, int wanted, bool*
     if (*end) return false;
     if (firstRead_ && !beginReading()) return false;
     --currentRow_;
-    if (wanted != 0 && decode(0, values, wanted) < 0) return fail(KTWT_MESSAGE(1301, "column"));
+    const int decoded = wanted != 0 ? decode(0, values, wanted) : 0;
+    if (decoded < 0) return failDecoding(decoded);
     return stepBack();
+}
+
+bool KTWTFileElement::failDecoding(int decoded) {
+    return fail(decoded == decodedExhausted ? KTWT_MESSAGE(29, "(column value)") : KTWT_MESSAGE(1301, "column"));
 }
 
 inline bool KTWTFileElement::stepBack() {
@@ -176,10 +181,11 @@ template <class Number>
 struct TextBuffer {
     unsigned char* bytes;
     unsigned long size;
+    bool exhausted;  // memory did not hold a text
 };
 
 // A text without its NUL, or longer than the header says any text is, is damage: it would not fit the buffer.
-[[gnu::always_inline]] inline bool decodeText(RowInput& in, const TextBuffer& texts, KtbDatavar* destination) {
+[[gnu::always_inline]] inline bool decodeText(RowInput& in, TextBuffer& texts, KtbDatavar* destination) {
     const unsigned long count = decodeTextSize(in);
     if (count == 0 || count > texts.size) return false;
     const unsigned char* text = in.getInPlace(count);
@@ -189,10 +195,11 @@ struct TextBuffer {
     }
     if (text[count - 1] != 0) return false;
     destination->assign(reinterpret_cast<const char*>(text), static_cast<int>(count - 1));
-    return true;
+    texts.exhausted = destination->isNull();
+    return !texts.exhausted;
 }
 
-[[gnu::always_inline]] inline bool decodePayload(RowInput& in, unsigned char code, bool byteSwap, const TextBuffer& texts,
+[[gnu::always_inline]] inline bool decodePayload(RowInput& in, unsigned char code, bool byteSwap, TextBuffer& texts,
                                                  KtbDatavar* destination) {
     switch (code) {
         case ktwt::storedBoolean: return decodeBoolean(in, destination);
@@ -213,7 +220,7 @@ struct TextBuffer {
 }
 
 // Decodes one column into its destination, or passes over it when there is none.
-[[gnu::always_inline]] inline bool decodeColumn(RowInput& in, bool byteSwap, const TextBuffer& texts, KtbDatavar* destination) {
+[[gnu::always_inline]] inline bool decodeColumn(RowInput& in, bool byteSwap, TextBuffer& texts, KtbDatavar* destination) {
     unsigned char flag = 0;
     if (!in.get(&flag, 1)) return false;
     if ((flag & noPayload) != 0) {
@@ -226,10 +233,11 @@ struct TextBuffer {
 }  // namespace
 
 // Decodes columns from `first` on until `wanted` slots are filled or the row ends; without `values` passes over the columns.
-// Returns the number of the column after the last one gone through, or -1 when the file does not hold what it should.
+// Returns the number of the column after the last one gone through, decodedDamaged when the file does not hold what it should,
+// or decodedExhausted when memory does not hold a value, which must not pass for a null.
 int KTWTFileElement::decode(int first, KtbDatavar** values, int wanted) {
     RowInput in(dataFile_);
-    const TextBuffer texts = {stringBuffer_, static_cast<unsigned long>(stringBufferSize_)};
+    TextBuffer texts = {.bytes = stringBuffer_, .size = static_cast<unsigned long>(stringBufferSize_), .exhausted = false};
     const bool byteSwap = byteSwap_;
     const KTWTColumnDef* const columns = columnDefs_;
     const int count = columnCount_;
@@ -244,21 +252,30 @@ int KTWTFileElement::decode(int first, KtbDatavar** values, int wanted) {
             ++filled;
         }
         whole = decodeColumn(in, byteSwap, texts, destination);
-        if (destination != nullptr && column.targetCount > 1) filled += copyToFurtherTargets(column, values);
+        if (whole && destination != nullptr && column.targetCount > 1) {
+            texts.exhausted = !copyToFurtherTargets(column, values);
+            whole = !texts.exhausted;
+            filled += column.targetCount - 1;
+        }
         ++c;
     }
     // After a row that is left by way of the index the file is placed anew: it need not be moved behind what was decoded first.
     const bool placedAnew = reversed_ || (c < count && indexFile_ != nullptr);
     if (!placedAnew) whole = in.finish() && whole;
     currentOffset_ += in.taken();
-    return whole ? c : -1;
+    if (texts.exhausted) return decodedExhausted;
+    return whole ? c : decodedDamaged;
 }
 
-// Copies what a column's first slot received into its other slots, and returns how many those are.
-int KTWTFileElement::copyToFurtherTargets(const KTWTColumnDef& column, KtbDatavar** values) {
+// Copies what a column's first slot received into its other slots. Returns false when memory is exhausted.
+bool KTWTFileElement::copyToFurtherTargets(const KTWTColumnDef& column, KtbDatavar** values) {
     const KtbDatavar& received = *values[column.targets[0]];
-    for (int i = 1; i < column.targetCount; ++i) *values[column.targets[static_cast<std::size_t>(i)]] = received;
-    return column.targetCount - 1;
+    for (int i = 1; i < column.targetCount; ++i) {
+        KtbDatavar& copy = *values[column.targets[static_cast<std::size_t>(i)]];
+        copy = received;
+        if (copy.isNull() != received.isNull()) return false;
+    }
+    return true;
 }
 
 bool KTWTFileElement::passRest(int column) {

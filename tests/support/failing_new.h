@@ -12,18 +12,21 @@
 
 namespace failing_new {
 
-inline thread_local long made = 0;        // allocations asked for since the last failAt()
-inline thread_local long failing = -1;    // the one to fail, counted from 0; negative: none
-inline thread_local bool failed = false;  // whether it was reached
+inline thread_local long made = 0;         // allocations asked for since the last failAt()
+inline thread_local long failing = -1;     // the one to fail, counted from 0; negative: none
+inline thread_local bool lasting = false;  // all after it fail, too
+inline thread_local bool failed = false;   // whether it was reached
 
-inline void failAt(long allocation) {
+inline void failAt(long allocation, bool andAllAfterIt = false) {
     made = 0;
     failing = allocation;
+    lasting = andAllAfterIt;
     failed = false;
 }
 
 inline void* allocate(std::size_t size) noexcept {
-    if (made++ == failing) {
+    const long number = made++;
+    if (failing >= 0 && (number == failing || (lasting && number > failing))) {
         failed = true;
         return nullptr;
     }
