@@ -177,6 +177,18 @@ TEST_F(FileWindowTest, AskingForThePositionDoesNotDisturbPuts) {
     EXPECT_EQ(np_fio_seek64(file_, 0, np_from_end), 1000);
 }
 
+TEST_F(FileWindowTest, PutsGoOnAtTheEndOfTheWindow) {
+    openPattern(0);
+    put(file_, "abc");
+    np_fio_seek64(file_, 0, np_from_start);
+    EXPECT_EQ(get(file_, 2), "ab");
+    np_fio_seek64(file_, 0, np_from_end);
+    put(file_, "d");
+    EXPECT_EQ(os_.calls(OsCall::pwrite), 0);
+    EXPECT_EQ(np_fio_bufmode(file_, 0), np_ok);
+    EXPECT_EQ(bytesOf(path("file")), "abcd");
+}
+
 TEST_F(FileWindowTest, WhatFillsTheBufferIsMovedInOneCall) {
     openPattern(0);
     const std::string large = patternOf(1'000'000);

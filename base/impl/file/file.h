@@ -44,6 +44,7 @@ public:
         *size = static_cast<unsigned long>(readLimit_ - cursor_);
         return cursor_;
     }
+    unsigned long viewBefore() const { return readLimit_ > cursor_ ? static_cast<unsigned long>(cursor_ - begin_) : 0; }
     unsigned char* lendRoom(unsigned long* size) const {
         *size = static_cast<unsigned long>(writeLimit_ - cursor_);
         return cursor_;

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -67,7 +66,6 @@ static int putRandomName(char* name) {
 // Puts the path of the new file up to the random part, for which it leaves room.
 static int putNameStart(const char* directory, const char* prefix, char* path, unsigned long size) {
     if (!directory || !*directory || !prefix || std::strchr(prefix, '/')) return np_err_name;
-    size = std::min(size, static_cast<unsigned long>(np_path_max));
     if (size <= randomLength) return np_err_name;
     return np_fio_pcat(directory, prefix, path, size - randomLength);
 }

@@ -83,6 +83,8 @@ extern "C" unsigned long np_fio_putb(np_file* file, const void* buffer, unsigned
 
 extern "C" const unsigned char* np_fio_view(np_file* file, unsigned long* size) { return file->view(size); }
 
+extern "C" unsigned long np_fio_view_before(np_file* file) { return file->viewBefore(); }
+
 extern "C" unsigned char* np_fio_room(np_file* file, unsigned long* size) { return file->lendRoom(size); }
 
 extern "C" void np_fio_fill(np_file* file, unsigned long size) { file->fill(size); }
