@@ -40,7 +40,8 @@ bool KTWTFileImpl::describeSelected(KtWorkTableURI* uri) const {
         KtbString source;
         if (entry.constant) {
             constantType = entry.column->type;
-            if (entry.value && !takeSource(entry.value->asString(), &source)) return false;
+            const bool hasText = entry.value && !entry.value->isNull();  // a text that did not convert has become a null
+            if (hasText && !takeSource(entry.value->asString(), &source)) return false;
         } else if (entry.alias) {
             for (int i = 0; i < columnCount_; ++i) {
                 const KTWTColumnDef& stored = columnDefs_[static_cast<std::size_t>(i)];
