@@ -179,6 +179,7 @@ public:
     std::size_t rowCount(long elementSize) {
         if (elementSize != 0 && elementSize < 60) return random_.below(12);
         if (random_.chance(30)) return random_.below(4);
+        if (elementSize != 0 && elementSize < 1000) return random_.below(40);
         return random_.below(random_.chance(25) ? 201 : 30);
     }
 
