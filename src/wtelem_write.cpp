@@ -26,7 +26,7 @@ namespace {
 constexpr unsigned char noPayload = 128;
 constexpr int textSizeShortMax = 127;
 
-enum class Stored { whole, flagRefused, cutShort };
+enum class Stored { whole, flagRefused, cutShort, exhausted };
 
 Stored putFlag(RowOutput& out, unsigned char flag) { return out.put(&flag, 1) ? Stored::whole : Stored::flagRefused; }
 
@@ -50,8 +50,7 @@ bool putTextSize(RowOutput& out, int bytes) {
 }
 
 Stored putText(RowOutput& out, KTWTColumnDef* column, const KtbString& text) {
-    // A value that memory could not turn into a text is one that did not convert.
-    if (text.isNull()) return putFlag(out, ktwt::storedString | noPayload);
+    if (text.isNull()) return Stored::exhausted;  // every value has a text; this one found no memory
     const Stored stored = putFlag(out, ktwt::storedString);
     if (stored != Stored::whole) return stored;
     const int all = text.cStrSize() - 1;
@@ -112,6 +111,7 @@ bool KTWTFileElement::writeRow(KtbDatavar** values, bool* full) {
     out.finish();
     size_ += out.given();
     if (stored == Stored::cutShort) return fail(KTWT_MESSAGE(1044));
+    if (stored == Stored::exhausted) return fail(KTWT_MESSAGE(29, "(column value)"));
     // A flag byte that is refused ends the row in silence, and the row counts: callers see this failure when they close.
     if (stored == Stored::flagRefused) rowCut_ = true;
     ++rows_;
