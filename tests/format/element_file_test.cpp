@@ -149,6 +149,20 @@ TEST_F(ElementFileTest, AnEmptyEntryOfTheDirectoryListTakesAndHoldsNothing) {
     EXPECT_EQ(firstValue(element), "integer 7");
 }
 
+TEST_F(ElementFileTest, AnEmptyEntryOfTheDirectoryListIsNotTheCurrentDirectory) {
+    useDirectories({"a"}, ":" + directory_.file("a"));
+    const auto owner = writableOwner(oneInteger);
+    put("ktwte_d", images::integer(1));
+    put("a/ktwte_d", images::integer(2));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(directory_.path());
+    KTWTFileElement element(owner.get());
+    ASSERT_TRUE(restore(element, {.name = "ktwte_d", .index = "", .rows = 1}));
+    EXPECT_TRUE(element.open(true)) << element.getError().asCstr();
+    EXPECT_EQ(firstValue(element), "integer 2");
+    std::filesystem::current_path(before);
+}
+
 // open
 
 TEST_F(ElementFileTest, OpenSearchesOnwardsFromWhereTheElementWasLastFound) {
@@ -314,7 +328,8 @@ TEST_F(ElementFileTest, ANameThatIsNoFileNameIsAnsweredLikeAMissingFile) {
             ASSERT_TRUE(restore(element, {.name = asIndex ? "ktwte_d" : name, .index = asIndex ? name : "", .rows = 1}));
             for (int attempt = 0; attempt < 3; ++attempt) {
                 EXPECT_FALSE(element.open(attempt == 2)) << name;
-                EXPECT_TRUE(says(element.getError(), "wtelem", 1353, {np_fio_errdesc(np_err_no_such_file)})) << name;
+                const std::string shownName = "\"" + (asIndex ? "" : name) + "\"";
+                EXPECT_TRUE(says(element.getError(), "wtelem", 1353, {shownName, np_fio_errdesc(np_err_no_such_file)})) << name;
                 EXPECT_FALSE(element.remove()) << name;
             }
         }
@@ -358,6 +373,10 @@ TEST_F(ElementFileTest, ReportsAtCloseWhatTheDiskRefusesThen) {
         }
         EXPECT_FALSE(closed);
         EXPECT_TRUE(says(element.getError(), "wtelem", 1045, {np_fio_errdesc(np_err_too_large)}));
+        const std::vector<MessageLog::Entry> made = log_.entries();
+        EXPECT_EQ(std::count_if(made.begin(), made.end(), [](const auto& entry) { return entry.number == 1045; }), 1)
+            << "the first refusal is the one reported";
+        log_.clear();
         EXPECT_TRUE(element.close()) << "the handles are gone, and the failure was told";
     }
 }

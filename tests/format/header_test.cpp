@@ -456,3 +456,44 @@ TEST_F(HeaderTest, ThatDoesNotExistIsNamedWithThePathTriedLast) {
     EXPECT_FALSE(openAll(*(opened_ = table()), "ktwt_none"));
     EXPECT_TRUE(says(opened_->getError(), "wtfile", 1353, {directory_.file("ktwt_none"), np_fio_errdesc(np_err_no_such_file)}));
 }
+
+// A name that could lead out of the work directories is not even looked for.
+TEST_F(HeaderTest, OfANameThatIsNoFileNameIsAnsweredLikeAMissingOne) {
+    put("outside", oneColumn().bytes());
+    manager_ = makeManager(directory_.directory("inside"));
+    const std::string absolute = directory_.file("outside");
+    for (const std::string& name : {absolute, std::string("../outside"), std::string("../inside/../outside"), std::string(""),
+                                    std::string("."), std::string(".."), std::string("/")}) {
+        opened_ = table();
+        EXPECT_FALSE(openAll(*opened_, name)) << name;
+        EXPECT_TRUE(says(opened_->getError(), "wtfile", 1353, {"\"" + name + "\"", np_fio_errdesc(np_err_no_such_file)}))
+            << name;
+        EXPECT_TRUE(opened_->close());
+    }
+}
+
+TEST_F(HeaderTest, CannotHaveFilesOutsideOfTheWorkDirectoriesReadOrDeleted) {
+    put("victim", images::integer(42));
+    put("victim-index", images::index({"x"}));
+    manager_ = makeManager(directory_.directory("inside"));
+    for (const std::string& directory : {directory_.path() + "/", std::string("../")}) {
+        for (const bool indexed : {true, false}) {
+            images::Header header = oneElement();
+            header.elements[0].name = directory + "victim";
+            header.elements[0].index = indexed ? directory + "victim-index" : "";
+            put("inside/ktwt_t", header.bytes());
+            opened_ = table();
+            ASSERT_TRUE(openAll(*opened_, "ktwt_t")) << opened_->getError().asCstr();
+            Row row(1);
+            bool end = true;
+            for (int attempt = 0; attempt < 2; ++attempt) {
+                EXPECT_FALSE(opened_->readRow(row.values(), &end));
+                EXPECT_FALSE(end);
+                EXPECT_TRUE(says(opened_->getError(), "wtelem", 1353, {np_fio_errdesc(np_err_no_such_file)}));
+            }
+            EXPECT_FALSE(opened_->remove());
+            EXPECT_EQ(get("victim"), images::integer(42));
+            EXPECT_EQ(get("victim-index"), images::index({"x"}));
+        }
+    }
+}
