@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdlib>
 
+#include "support/sanitizers.h"
 #include "table/table_fixture.h"
 
 namespace {
@@ -17,9 +18,14 @@ std::atomic<long> allocations{0};
 
 }  // namespace
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if KTWT_TESTS_SANITIZED
 
-#include <sanitizer/allocator_interface.h>
+// Declared here, since not every compiler that has them installs their header.
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                              void (*freed)(const volatile void*));
+std::size_t __sanitizer_get_current_allocated_bytes();
+}
 
 namespace {
 

@@ -336,9 +336,9 @@ TEST_F(LifecycleTest, EveryHandleIsGivenBack) {
     makeRows(20, 100);
     ASSERT_TRUE(reopen());
     ASSERT_TRUE(nextRow());
-    ASSERT_TRUE(reopen({.range = {{7, -1}}, .reversed = true}));
+    ASSERT_TRUE(reopen({.range = {7, -1}, .reversed = true}));
     ASSERT_TRUE(nextRow());
-    EXPECT_FALSE(reopen({.range = {{-1, 0}}}));
+    EXPECT_FALSE(reopen({.range = {-1, 0}}));
     EXPECT_FALSE(reopenByIndex({9}));
     EXPECT_FALSE(openText("other:" + name_));
     table_files::Header changed = header();

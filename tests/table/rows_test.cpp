@@ -142,7 +142,7 @@ TEST_F(RowsTest, RowsWithoutColumnsAreCounted) {
     ASSERT_TRUE(reopen());
     EXPECT_EQ(table_->getRows(), 5);
     EXPECT_EQ(rowsRead(), Rows(5));
-    ASSERT_TRUE(reopen({.range = {{3, -1}}, .reversed = true}));
+    ASSERT_TRUE(reopen({.range = {3, -1}, .reversed = true}));
     EXPECT_EQ(rowsRead(), Rows(2));
 }
 
@@ -182,7 +182,7 @@ TEST_F(RowsTest, VeryManyElementsKeepTheirOrder) {
     EXPECT_EQ(elements(), 300u);
     ASSERT_TRUE(reopen());
     EXPECT_EQ(rowsRead(), rowNumbers(0, 299));
-    ASSERT_TRUE(reopen({.range = {{250, 20}}}));
+    ASSERT_TRUE(reopen({.range = {250, 20}}));
     EXPECT_EQ(rowsRead(), rowNumbers(250, 269));
 }
 
@@ -190,10 +190,10 @@ TEST_F(RowsTest, VeryManyElementsKeepTheirOrder) {
 
 TEST_F(RowsTest, RangeToTheEndBeginsAtItsFirstRow) {
     makeRows(10);
-    ASSERT_TRUE(reopen({.range = {{5, -1}}}));
+    ASSERT_TRUE(reopen({.range = {5, -1}}));
     EXPECT_EQ(table_->getRows(), 10);
     EXPECT_EQ(rowsRead(), rowNumbers(5, 9));
-    ASSERT_TRUE(reopen({.range = {{5, -1}}, .reversed = true}));
+    ASSERT_TRUE(reopen({.range = {5, -1}, .reversed = true}));
     EXPECT_EQ(rowsRead(), rowNumbers(9, 5));
 }
 
@@ -201,9 +201,9 @@ TEST_F(RowsTest, RangeBeyondTheLastRowIsEmpty) {
     makeRows(10, 40);
     for (const long first : {10L, 11L, LONG_MAX}) {
         for (const long count : {-1L, 0L, 1L, LONG_MAX}) {
-            ASSERT_TRUE(reopen({.range = {{first, count}}}));
+            ASSERT_TRUE(reopen({.range = {first, count}}));
             EXPECT_EQ(rowsRead(), Rows());
-            ASSERT_TRUE(reopen({.range = {{first, count}}, .reversed = true}));
+            ASSERT_TRUE(reopen({.range = {first, count}, .reversed = true}));
             EXPECT_EQ(rowsRead(), Rows());
         }
     }
@@ -214,12 +214,12 @@ TEST_F(RowsTest, EveryRangeOfASmallTableDeliversItsRows) {
         makeRows(6, limit);
         for (long first = 0; first < 6; ++first) {
             for (long count = 1; count <= 8; ++count) {
-                ASSERT_TRUE(reopen({.range = {{first, count}}}));
+                ASSERT_TRUE(reopen({.range = {first, count}}));
                 EXPECT_EQ(rowsRead(), rowNumbers(first, std::min(first + count, 6L) - 1));
-                ASSERT_TRUE(reopen({.range = {{first, count}}, .reversed = true}));
+                ASSERT_TRUE(reopen({.range = {first, count}, .reversed = true}));
                 EXPECT_EQ(rowsRead(), rowNumbers(5, first)) << "a range bounds only the first row of a reversed table";
             }
-            ASSERT_TRUE(reopen({.range = {{first, 0}}}));
+            ASSERT_TRUE(reopen({.range = {first, 0}}));
             EXPECT_EQ(rowsRead(), Rows());
         }
     }
@@ -227,27 +227,27 @@ TEST_F(RowsTest, EveryRangeOfASmallTableDeliversItsRows) {
 
 TEST_F(RowsTest, RangeWhoseEndOverflowsGoesToTheEnd) {
     makeRows(10);
-    ASSERT_TRUE(reopen({.range = {{5, LONG_MAX}}}));
+    ASSERT_TRUE(reopen({.range = {5, LONG_MAX}}));
     EXPECT_EQ(rowsRead(), rowNumbers(5, 9));
-    ASSERT_TRUE(reopen({.range = {{0, LONG_MAX}}}));
+    ASSERT_TRUE(reopen({.range = {0, LONG_MAX}}));
     EXPECT_EQ(rowsRead(), rowNumbers(0, 9));
 }
 
 TEST_F(RowsTest, NegativeRangesAreRefused) {
     makeRows(3);
     for (const long first : {-1L, LONG_MIN}) {
-        EXPECT_FALSE(reopen({.range = {{first, -1}}}));
+        EXPECT_FALSE(reopen({.range = {first, -1}}));
         EXPECT_TRUE(refused(1788, first));
         EXPECT_FALSE(openText("ktwt:" + name_ + "?rows=" + std::to_string(first) + ",1"));
         EXPECT_TRUE(refused(1788, first));
     }
     for (const long count : {-2L, LONG_MIN}) {
-        EXPECT_FALSE(reopenByIndex({0}, {.range = {{0, count}}}));
+        EXPECT_FALSE(reopenByIndex({0}, {.range = {0, count}}));
         EXPECT_TRUE(refused(1789, count));
-        EXPECT_FALSE(reopen({.range = {{7, count}}, .reversed = true}));
+        EXPECT_FALSE(reopen({.range = {7, count}, .reversed = true}));
         EXPECT_TRUE(refused(1789, count));
     }
-    EXPECT_FALSE(reopen({.range = {{-1, -2}}}));
+    EXPECT_FALSE(reopen({.range = {-1, -2}}));
     EXPECT_TRUE(refused(1788, -1L));
 }
 
@@ -280,9 +280,9 @@ TEST_F(RowsTest, TableWithoutRowsHasNone) {
     for (const bool reversed : {false, true}) {
         ASSERT_TRUE(reopen({.reversed = reversed}));
         EXPECT_EQ(rowsRead(), Rows());
-        ASSERT_TRUE(reopen({.range = {{0, -1}}, .reversed = reversed}));
+        ASSERT_TRUE(reopen({.range = {0, -1}, .reversed = reversed}));
         EXPECT_EQ(rowsRead(), Rows());
-        ASSERT_TRUE(reopen({.range = {{0, 0}}, .reversed = reversed}));
+        ASSERT_TRUE(reopen({.range = {0, 0}, .reversed = reversed}));
         EXPECT_EQ(rowsRead(), Rows());
     }
 }
@@ -335,9 +335,9 @@ TEST_F(RowsTest, TableOfTheOtherByteOrderReadsTheSame) {
     EXPECT_EQ(table_->getRows(), 10);
     EXPECT_EQ(columnsOf(*table_)[4], (ColumnInfo{"s", ktbTypeString, 0, 130}));
     EXPECT_EQ(rowsRead(), rows);
-    ASSERT_TRUE(reopen({.range = {{4, 3}}}));
+    ASSERT_TRUE(reopen({.range = {4, 3}}));
     EXPECT_EQ(rowsRead(), Rows(rows.begin() + 4, rows.begin() + 7));
-    ASSERT_TRUE(reopenByIndex({2, 1}, {.range = {{8, -1}}, .reversed = true}));
+    ASSERT_TRUE(reopenByIndex({2, 1}, {.range = {8, -1}, .reversed = true}));
     EXPECT_EQ(rowsRead(), (Rows{{date(9.5), decimal("-12.50")}, {date(8.5), decimal("-12.50")}}));
     EXPECT_TRUE(manager_->remove(ktb(name_), &error_));
     EXPECT_EQ(files(), std::vector<std::string>());
@@ -362,9 +362,9 @@ TEST_F(RowsTest, ElementsWithoutAnIndexAreReadForwards) {
 TEST_F(RowsTest, ElementsWithoutAnIndexHaveNoPlaceToBeginAt) {
     makeRows(3);
     dropIndexes();
-    ASSERT_TRUE(reopen({.range = {{0, 1}}}));
+    ASSERT_TRUE(reopen({.range = {0, 1}}));
     EXPECT_EQ(rowsRead(), rowNumbers(0, 0));
-    EXPECT_FALSE(reopen({.range = {{1, 1}}}));
+    EXPECT_FALSE(reopen({.range = {1, 1}}));
     EXPECT_TRUE(says(error_, "wtelem", 336));
     EXPECT_FALSE(reopen({.reversed = true}));
     EXPECT_TRUE(says(error_, "wtelem", 336));
@@ -395,11 +395,11 @@ TEST_F(RowsTest, MissingElementFailsTheOpenThatBeginsInIt) {
     makeRows(4, 30);
     const std::string missing = dataPath(1);
     std::filesystem::remove(missing);
-    EXPECT_FALSE(reopen({.range = {{3, -1}}}));
+    EXPECT_FALSE(reopen({.range = {3, -1}}));
     EXPECT_TRUE(says(error_, "wtelem", 1353, missing.c_str(), np_fio_errdesc(np_err_no_such_file)));
     EXPECT_FALSE(reopen({.reversed = true}));
     EXPECT_TRUE(says(error_, "wtelem", 1353, missing.c_str(), np_fio_errdesc(np_err_no_such_file)));
-    EXPECT_TRUE(reopen({.range = {{1, -1}}}));
+    EXPECT_TRUE(reopen({.range = {1, -1}}));
 }
 
 TEST_F(RowsTest, RowThatIsCutOffIsReportedAndNotReturned) {
@@ -418,7 +418,7 @@ TEST_F(RowsTest, IndexThatIsCutOffIsReported) {
     writeFile(index, readFile(index).substr(0, 15));
     ASSERT_TRUE(reopenByIndex({0}));
     expectDamage(1301, "column position");
-    EXPECT_FALSE(reopen({.range = {{1, -1}}}));
+    EXPECT_FALSE(reopen({.range = {1, -1}}));
     EXPECT_TRUE(says(error_, "wtelem", 1301, "row offset"));
     ASSERT_TRUE(reopen());
     EXPECT_EQ(rowsRead(), rowNumbers(0, 2)) << "whole rows need only the first entry";
@@ -433,7 +433,7 @@ TEST_F(RowsTest, IndexThatLeadsBeyondTheDataIsReported) {
     std::string index = readFile(indexPath(0));
     index.replace(8, 8, table_files::encoded(std::int64_t{1} << 40, std::endian::native));
     writeFile(indexPath(0), index);
-    ASSERT_TRUE(reopen({.range = {{1, -1}}}));
+    ASSERT_TRUE(reopen({.range = {1, -1}}));
     expectDamage(1301, "column");
 }
 
@@ -467,7 +467,7 @@ TEST_F(RowsTest, HeaderThatCountsMoreRowsThanTheElementsEndsWithTheirs) {
     ASSERT_TRUE(reopen());
     EXPECT_EQ(table_->getRows(), 10);
     EXPECT_EQ(rowsRead(), rowNumbers(0, 2));
-    ASSERT_TRUE(reopen({.range = {{5, -1}}}));
+    ASSERT_TRUE(reopen({.range = {5, -1}}));
     EXPECT_EQ(rowsRead(), Rows());
     ASSERT_TRUE(reopen({.reversed = true}));
     EXPECT_EQ(rowsRead(), rowNumbers(2, 0));
@@ -504,7 +504,7 @@ TEST_F(RowsTest, HeaderThatCountsANegativeNumberOfRowsHasNoLastRow) {
     changeHeader(changed);
     ASSERT_TRUE(reopen({.reversed = true}));
     EXPECT_EQ(rowsRead(), Rows());
-    ASSERT_TRUE(reopen({.range = {{0, -1}}}));
+    ASSERT_TRUE(reopen({.range = {0, -1}}));
     EXPECT_EQ(rowsRead(), Rows());
 }
 

@@ -6,11 +6,11 @@
 
 #include <algorithm>
 #include <numeric>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/sanitizers.h"
 #include "table/table_fixture.h"
 #include "table/table_model.h"
 
@@ -38,7 +38,7 @@ public:
 private:
     void chooseRange() {
         const auto rows = static_cast<long>(table_.rows.size());
-        range_.reset();
+        range_.clear();
         if (random_.chance(40)) return;
         const long first =
             random_.chance(80) ? random_.between(0, rows + 1) : random_.oneOf(std::vector<long>{LONG_MAX, rows * 3});
@@ -46,12 +46,7 @@ private:
         range_ = {first, count};
     }
 
-    long* range(long* place) const {
-        if (!range_) return nullptr;
-        place[0] = range_->first;
-        place[1] = range_->second;
-        return place;
-    }
+    long* range() { return range_.empty() ? nullptr : range_.data(); }
 
     Table open() {
         view_ = TableView();
@@ -66,12 +61,11 @@ private:
     Table openWhole() {
         view_ = TableView::all(table_);
         how_ = "all columns";
-        if (!range_ && random_.chance(50)) return Table(manager_.open(ktb(name_), reversed_, &error_));
-        long place[2];
+        if (range_.empty() && random_.chance(50)) return Table(manager_.open(ktb(name_), reversed_, &error_));
         if (random_.chance(50)) {
-            return Table(manager_.open(ktb(name_), -1, static_cast<int*>(nullptr), range(place), reversed_, &error_));
+            return Table(manager_.open(ktb(name_), -1, static_cast<int*>(nullptr), range(), reversed_, &error_));
         }
-        return Table(manager_.open(ktb(name_), -1, static_cast<const KtbString*>(nullptr), range(place), reversed_, &error_));
+        return Table(manager_.open(ktb(name_), -1, static_cast<const KtbString*>(nullptr), range(), reversed_, &error_));
     }
 
     Table openByIndex() {
@@ -84,9 +78,7 @@ private:
             view_.show(table_, column);
             how_ += " " + std::to_string(column);
         }
-        long place[2];
-        return Table(
-            manager_.open(ktb(name_), static_cast<int>(columns.size()), columns.data(), range(place), reversed_, &error_));
+        return Table(manager_.open(ktb(name_), static_cast<int>(columns.size()), columns.data(), range(), reversed_, &error_));
     }
 
     Table openByName() {
@@ -96,8 +88,7 @@ private:
             names.push_back(ktb(showSomeName()));
             how_ += std::string(" ") + names.back().asCstr();
         }
-        long place[2];
-        return Table(manager_.open(ktb(name_), static_cast<int>(names.size()), names.data(), range(place), reversed_, &error_));
+        return Table(manager_.open(ktb(name_), static_cast<int>(names.size()), names.data(), range(), reversed_, &error_));
     }
 
     // Shows a column that the table has or one that it has not, and returns the name to ask for.
@@ -116,7 +107,7 @@ private:
 
     Table openByUri() {
         how_ = "ktwt:" + name_ + "?";
-        if (range_) how_ += "rows=" + std::to_string(range_->first) + "," + std::to_string(range_->second) + "&";
+        if (!range_.empty()) how_ += "rows=" + std::to_string(range_[0]) + "," + std::to_string(range_[1]) + "&";
         const bool wholeTable = random_.chance(10);
         if (wholeTable) view_ = TableView::all(table_);
         for (const TableView::Slot& slot : view_.slots) how_ += "col=" + escaped(make_.otherCase(slot.info.name)) + "&";
@@ -175,8 +166,9 @@ private:
     // The numbers of the rows to be delivered: the first, and how many from there on.
     std::pair<long, long> expectedRows() const {
         const auto rows = static_cast<long>(table_.rows.size());
-        if (!range_) return {reversed_ ? rows - 1 : 0, rows};
-        const auto [first, count] = *range_;
+        if (range_.empty()) return {reversed_ ? rows - 1 : 0, rows};
+        const long first = range_[0];
+        const long count = range_[1];
         if (first >= rows) return {0, 0};
         if (reversed_) return {rows - 1, rows - first};
         return {first, count < 0 ? rows - first : std::min(count, rows - first)};
@@ -226,7 +218,7 @@ private:
     const std::string name_;
     Random& random_;
     RandomTable make_;
-    std::optional<std::pair<long, long>> range_;
+    std::vector<long> range_;  // none, or first row and row count
     bool reversed_ = false;
     bool end_ = false;
     std::string how_;
@@ -236,12 +228,6 @@ private:
 };
 
 // How many random tables a test makes: fewer where every instruction is watched.
-constexpr int scaled(int tables) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return tables / 10;
-#else
-    return tables;
-#endif
-}
+constexpr int scaled(int tables) { return KTWT_TESTS_SANITIZED ? tables / 4 : tables; }
 
 #endif

@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "ktb/fio.h"
@@ -95,9 +94,9 @@ protected:
         int width = 0;
     };
 
-    // How a table is opened.
+    // How a table is opened. The range is none, or first row and row count.
     struct How {
-        std::optional<std::pair<long, long>> range = std::nullopt;
+        std::vector<long> range = {};
         bool reversed = false;
     };
 
@@ -164,10 +163,10 @@ protected:
     bool reopen(const How& how) { return reopenByName(-1, nullptr, how); }
     bool reopenByIndex(std::vector<int> columns) { return reopenByIndex(std::move(columns), How{}); }
     bool reopenByIndex(std::vector<int> columns, const How& how) {
-        long range[2];
+        std::vector<long> range = how.range;
         int* array = columns.empty() ? nullptr : columns.data();
         return adopt(
-            manager_->open(ktb(name_), static_cast<int>(columns.size()), array, rangeOf(how, range), how.reversed, &error_));
+            manager_->open(ktb(name_), static_cast<int>(columns.size()), array, pointerTo(range), how.reversed, &error_));
     }
     bool reopenByName(const std::vector<std::string>& columns) { return reopenByName(columns, How{}); }
     bool reopenByName(const std::vector<std::string>& columns, const How& how) {
@@ -176,8 +175,8 @@ protected:
         return reopenByName(static_cast<int>(names.size()), names.data(), how);
     }
     bool reopenByName(int count, const KtbString* names, const How& how) {
-        long range[2];
-        return adopt(manager_->open(ktb(name_), count, names, rangeOf(how, range), how.reversed, &error_));
+        std::vector<long> range = how.range;
+        return adopt(manager_->open(ktb(name_), count, names, pointerTo(range), how.reversed, &error_));
     }
     bool openText(const std::string& nameOrUri, bool reversed = false) {
         return adopt(manager_->open(ktb(nameOrUri), reversed, &error_));
@@ -246,12 +245,7 @@ protected:
     bool end_ = false;
 
 private:
-    static long* rangeOf(const How& how, long* range) {
-        if (!how.range) return nullptr;
-        range[0] = how.range->first;
-        range[1] = how.range->second;
-        return range;
-    }
+    static long* pointerTo(std::vector<long>& range) { return range.empty() ? nullptr : range.data(); }
 
     bool adopt(KtWorkTableFile* table) {
         table_.reset(table);

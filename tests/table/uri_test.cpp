@@ -236,17 +236,17 @@ TEST_F(TableUriTest, OpenedTableShowsTheColumnsThatAreRead) {
 
 TEST_F(TableUriTest, RangeIsDescribedWhenThereIsOne) {
     makeRows(10);
-    ASSERT_TRUE(reopenByIndex({0}, {.range = {{5, -1}}}));
+    ASSERT_TRUE(reopenByIndex({0}, {.range = {5, -1}}));
     EXPECT_EQ(query(), "?rows=5,-1&col=id");
-    ASSERT_TRUE(reopenByIndex({0}, {.range = {{0, 3}}}));
+    ASSERT_TRUE(reopenByIndex({0}, {.range = {0, 3}}));
     EXPECT_EQ(query(), "?rows=0,3&col=id");
-    ASSERT_TRUE(reopenByIndex({0}, {.range = {{0, 0}}}));
+    ASSERT_TRUE(reopenByIndex({0}, {.range = {0, 0}}));
     EXPECT_EQ(query(), "?rows=0,0&col=id");
-    ASSERT_TRUE(reopenByIndex({0}, {.range = {{0, -1}}}));
+    ASSERT_TRUE(reopenByIndex({0}, {.range = {0, -1}}));
     EXPECT_EQ(query(), "?col=id");
-    ASSERT_TRUE(reopenByIndex({0}, {.range = {{5, LONG_MAX}}}));
+    ASSERT_TRUE(reopenByIndex({0}, {.range = {5, LONG_MAX}}));
     EXPECT_EQ(query(), "?rows=5,9223372036854775807&col=id");
-    ASSERT_TRUE(reopenByIndex({0}, {.range = {{25, 4}}}));
+    ASSERT_TRUE(reopenByIndex({0}, {.range = {25, 4}}));
     EXPECT_EQ(query(), "?rows=25,4&col=id");
 }
 
@@ -256,20 +256,20 @@ TEST_F(TableUriTest, EveryKindOfOpenTableOpensAgainFromItsUri) {
     const std::vector<Open> kinds = {
         [this] { return reopen(); },
         [this] {
-            return reopen({.range = {{1, 1}}});
+            return reopen({.range = {1, 1}});
         },
         [this] {
-            return reopen({.range = {{1, -1}}});
+            return reopen({.range = {1, -1}});
         },
         [this] {
-            return reopen({.range = {{7, -1}}});
+            return reopen({.range = {7, -1}});
         },
         [this] { return reopenByIndex({}); },
         [this] {
             return reopenByIndex({2, 0});
         },
         [this] {
-            return reopenByIndex({1}, {.range = {{0, 2}}});
+            return reopenByIndex({1}, {.range = {0, 2}});
         },
         [this] {
             return reopenByName({"b", "b", "a"});
@@ -292,7 +292,7 @@ TEST_F(TableUriTest, EveryKindOfOpenTableOpensAgainFromItsUri) {
         ASSERT_TRUE(kinds[i]()) << error_.asCstr();
         expectSameFromItsUri();
     }
-    ASSERT_TRUE(reopenByName({"b", "x", "a"}, {.range = {{1, -1}}, .reversed = true}));
+    ASSERT_TRUE(reopenByName({"b", "x", "a"}, {.range = {1, -1}, .reversed = true}));
     expectSameFromItsUri(true);
 }
 

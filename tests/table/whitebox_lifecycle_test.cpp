@@ -349,7 +349,7 @@ TEST_F(FileObjectTest, RowsAreAppendedToAClosedTable) {
     EXPECT_TRUE(file->close());
     ASSERT_TRUE(reopen());
     EXPECT_EQ(rowsRead(), rowNumbers(0, 5));
-    ASSERT_TRUE(reopen({.range = {{2, 3}}}));
+    ASSERT_TRUE(reopen({.range = {2, 3}}));
     EXPECT_EQ(rowsRead(), rowNumbers(2, 4));
     EXPECT_EQ(elements(), 1u);
 }
@@ -523,9 +523,9 @@ TEST_F(FileObjectTest, ElementsWithoutRowsArePassedOver) {
         ASSERT_TRUE(reopenByIndex({}, {.reversed = true}));
         EXPECT_EQ(rowsRead(), Rows(static_cast<std::size_t>(rows)));
         for (long first = 0; first < rows; ++first) {
-            ASSERT_TRUE(reopen({.range = {{first, -1}}}));
+            ASSERT_TRUE(reopen({.range = {first, -1}}));
             EXPECT_EQ(rowsRead(), numbers(first + 1, rows));
-            ASSERT_TRUE(reopen({.range = {{first, -1}}, .reversed = true}));
+            ASSERT_TRUE(reopen({.range = {first, -1}, .reversed = true}));
             EXPECT_EQ(rowsRead(), numbers(rows, first + 1));
         }
     }
@@ -576,7 +576,7 @@ TEST_F(FileObjectTest, AbsurdRowCountsAreSurvived) {
             changed.elements[0].rows = inElement;
             changeHeader(changed);
             for (const bool reversed : {false, true}) {
-                for (const How& how : {How{.reversed = reversed}, How{{{1, LONG_MAX}}, reversed}}) {
+                for (const How& how : {How{.reversed = reversed}, How{.range = {1, LONG_MAX}, .reversed = reversed}}) {
                     const bool opened = reopen(how);
                     EXPECT_TRUE(!opened || readAll(*table_).rows.size() <= 3) << rows << " " << inElement;
                 }
