@@ -128,7 +128,8 @@ bool KTWTFileElement::close() {
 
 void KTWTFileElement::resetReader() {
     currentRow_ = 0;
-    currentOffset_ = 0;
+    input_ = {};
+    index_ = {};
     size_ = 0;
     firstRead_ = true;
     positioned_ = false;

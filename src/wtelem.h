@@ -14,6 +14,7 @@
 #include "ktb/datavar.h"
 #include "ktb/fio.h"
 #include "ktb/string.h"
+#include "wtrowio.h"
 
 class KTWTFileImpl;
 struct KTWTColumnDef;
@@ -111,8 +112,9 @@ private:
     KtbString dataPath_;
     KtbString indexPath_;
     long currentRow_ = 0;
-    long currentOffset_ = 0;  // the reader's place in the data file
-    long size_ = 0;           // where the next row will be written
+    ktwt::RowInput input_;  // the reader's place in the data file
+    ktwt::RowInput index_;  // and in the index file
+    long size_ = 0;         // where the next row will be written
     const bool byteSwap_;
     bool firstRead_ = true;
     bool positioned_ = false;

@@ -42,25 +42,32 @@ bool KTWTFileElement::seek(long row) {
     if (row == -1) return seekEnd();
     if (indexFile_ == nullptr || row < 0 || row > LONG_MAX / indexEntrySize) return fail(KTWT_MESSAGE(336));
     if (np_fio_seek64(indexFile_, row * indexEntrySize, np_from_start) < 0) return fail(KTWT_MESSAGE(336));
+    index_.start(indexFile_, row * indexEntrySize);
     long offset = 0;
     if (!nextIndexEntry(&offset)) return fail(KTWT_MESSAGE(1301, "row offset"));
     positioned_ = true;
     if (np_fio_seek64(dataFile_, offset, np_from_start) < 0) return fail(KTWT_MESSAGE(336));
     currentRow_ = row;
-    currentOffset_ = offset;
+    input_.start(dataFile_, offset);
     return true;
 }
 
 // The end of an element without an index can be found all the same: rows can be appended to it.
 bool KTWTFileElement::seekEnd() {
-    if (indexFile_ != nullptr && np_fio_seek64(indexFile_, 0, np_from_end) < 0) return fail(KTWT_MESSAGE(336));
+    if (indexFile_ != nullptr) {
+        const long end = np_fio_seek64(indexFile_, 0, np_from_end);
+        if (end < 0) return fail(KTWT_MESSAGE(336));
+        index_.start(indexFile_, end);
+    }
     currentRow_ = rows_;
-    currentOffset_ = np_fio_seek64(dataFile_, 0, np_from_end);
-    return currentOffset_ >= 0 || fail(KTWT_MESSAGE(336));
+    const long end = np_fio_seek64(dataFile_, 0, np_from_end);
+    if (end < 0) return fail(KTWT_MESSAGE(336));
+    input_.start(dataFile_, end);
+    return true;
 }
 
 inline bool KTWTFileElement::nextIndexEntry(long* offset) {
-    if (np_fio_getb(indexFile_, offset, indexEntrySize) != indexEntrySize) return false;
+    if (!index_.get(offset, indexEntrySize)) return false;
     if (byteSwap_) reverseBytes(offset, indexEntrySize);
     return true;
 }
@@ -70,6 +77,8 @@ bool KTWTFileElement::beginReading() {
     firstRead_ = false;
     stringBuffer_ = owner_->getStringBuffer();
     stringBufferSize_ = owner_->getStringBufferSize();
+    if (!input_.isStarted()) input_.start(dataFile_, 0);
+    if (indexFile_ != nullptr && !index_.isStarted()) index_.start(indexFile_, 0);
     if (indexFile_ == nullptr || positioned_ || currentRow_ >= rows_) return true;
     long ignored = 0;
     return nextIndexEntry(&ignored) || fail(KTWT_MESSAGE(1301, "column"));
@@ -91,17 +100,16 @@ inline bool KTWTFileElement::readForward(KtbDatavar** values, int wanted, bool* 
 bool KTWTFileElement::skipRow() {
     if (indexFile_ == nullptr) return passRest(0);
     if (currentRow_ >= rows_) return true;
-    if (!nextIndexEntry(&currentOffset_)) return fail(KTWT_MESSAGE(1301, "column position"));
-    return np_fio_seek64(dataFile_, currentOffset_, np_from_start) >= 0 || fail(KTWT_MESSAGE(1301, "column"));
+    long next = 0;
+    if (!nextIndexEntry(&next)) return fail(KTWT_MESSAGE(1301, "column position"));
+    return input_.moveTo(next) || fail(KTWT_MESSAGE(1301, "column"));
 }
 
 inline bool KTWTFileElement::jumpToNextRow() {
     if (currentRow_ >= rows_) return true;
     long next = 0;
     if (!nextIndexEntry(&next)) return fail(KTWT_MESSAGE(1301, "column position"));
-    if (next == 0) next = currentOffset_;
-    currentOffset_ = np_fio_seek64(dataFile_, next, np_from_start);
-    return currentOffset_ >= 0 || fail(KTWT_MESSAGE(1301, "column"));
+    return next == 0 || input_.moveTo(next) || fail(KTWT_MESSAGE(1301, "column"));
 }
 
 // An element of exactly one row that nobody has placed delivers that row twice, since seek(0) first finds the reader at row 0
@@ -126,11 +134,10 @@ inline bool KTWTFileElement::stepBack() {
     long offset = 0;
     if (currentRow_ >= 0) {
         if (indexFile_ == nullptr) return fail(KTWT_MESSAGE(336));
-        if (np_fio_seek64(indexFile_, -2 * indexEntrySize, np_from_current) < 0) return fail(KTWT_MESSAGE(1301, "column"));
+        if (!index_.moveTo(index_.offset() - 2 * indexEntrySize)) return fail(KTWT_MESSAGE(1301, "column"));
         if (!nextIndexEntry(&offset)) return fail(KTWT_MESSAGE(1301, "column position"));
     }
-    currentOffset_ = np_fio_seek64(dataFile_, offset, np_from_start);
-    return currentOffset_ >= 0 || fail(KTWT_MESSAGE(1301, "column"));
+    return input_.moveTo(offset) || fail(KTWT_MESSAGE(1301, "column"));
 }
 
 namespace {
@@ -236,7 +243,7 @@ struct TextBuffer {
 // Returns the number of the column after the last one gone through, decodedDamaged when the file does not hold what it should,
 // or decodedExhausted when memory does not hold a value, which must not pass for a null.
 int KTWTFileElement::decode(int first, KtbDatavar** values, int wanted) {
-    RowInput in(dataFile_);
+    RowInput in = input_;  // a local, which the compiler can keep in registers
     TextBuffer texts = {.bytes = stringBuffer_, .size = static_cast<unsigned long>(stringBufferSize_), .exhausted = false};
     const bool byteSwap = byteSwap_;
     const KTWTColumnDef* const columns = columnDefs_;
@@ -259,10 +266,7 @@ int KTWTFileElement::decode(int first, KtbDatavar** values, int wanted) {
         }
         ++c;
     }
-    // After a row that is left by way of the index the file is placed anew: it need not be moved behind what was decoded first.
-    const bool placedAnew = reversed_ || (c < count && indexFile_ != nullptr);
-    if (!placedAnew) whole = in.finish() && whole;
-    currentOffset_ += in.taken();
+    input_ = in;
     if (texts.exhausted) return decodedExhausted;
     return whole ? c : decodedDamaged;
 }

@@ -1,4 +1,4 @@
-// A data file while one row is taken from it or put into it.
+// A data file while rows are taken from it or put into it.
 //
 // A row is some twenty fields of one to a few dozen bytes. They are moved in the file layer's own buffer, which it lends, so
 // that a field costs a comparison and a copy; one that is not in the buffer as a whole goes by np_fio_getb or np_fio_putb, and
@@ -14,9 +14,17 @@
 
 namespace ktwt {
 
+// Rows taken one after another. The view is kept from row to row and moved within as long as it reaches, so that a row in it
+// costs no call at all; the file's own position lags behind until it is needed.
 class RowInput {
 public:
-    explicit RowInput(np_file* file) : file_(file) { look(); }
+    // Begins at the file's position, which is `offset`.
+    void start(np_file* file, long offset) {
+        file_ = file;
+        position_ = offset;
+        look();
+    }
+    bool isStarted() const { return file_ != nullptr; }
 
     bool get(void* bytes, unsigned long count) {
         if (count > left()) [[unlikely]]
@@ -41,46 +49,57 @@ public:
         return true;
     }
 
-    // The number of bytes got and passed so far.
-    long taken() const { return earlier_ + (at_ - begin_); }
+    // The place in the file of the byte that comes next.
+    long offset() const { return base_ + (at_ - begin_); }
 
-    // Moves the file's position to behind what was taken.
-    bool finish() {
-        const long here = at_ - begin_;
-        earlier_ += here;
-        begin_ = at_;
-        return here == 0 || np_fio_seek64(file_, here, np_from_current) >= 0;
+    bool moveTo(long offset) {
+        // A place before the view becomes a huge number here, so one comparison settles both ends.
+        const unsigned long inView = static_cast<unsigned long>(offset) - static_cast<unsigned long>(base_);
+        if (inView > static_cast<unsigned long>(end_ - begin_)) return moveInFile(offset);
+        at_ = begin_ + inView;
+        return true;
     }
 
 private:
     unsigned long left() const { return static_cast<unsigned long>(end_ - at_); }
 
+    // Borrows the view around the file's position.
     void look() {
         unsigned long size = 0;
-        begin_ = at_ = np_fio_view(file_, &size);
-        end_ = begin_ + size;
+        at_ = np_fio_view(file_, &size);
+        end_ = at_ + size;
+        begin_ = at_ - (size != 0 ? np_fio_view_before(file_) : 0);
+        base_ = position_ - (at_ - begin_);
+    }
+
+    bool moveFile(long offset) {
+        if (offset != position_ && np_fio_seek64(file_, offset, np_from_start) < 0) return false;
+        position_ = offset;
+        return true;
     }
 
     bool getFromFile(void* bytes, unsigned long count) {
-        if (!finish()) return false;
+        if (!moveFile(offset())) return false;
         const unsigned long got = np_fio_getb(file_, bytes, count);
-        earlier_ += static_cast<long>(got);
+        position_ += static_cast<long>(got);
         look();
         return got == count;
     }
 
-    bool passInFile(unsigned long count) {
-        if (!finish() || np_fio_seek64(file_, static_cast<long>(count), np_from_current) < 0) return false;
-        earlier_ += static_cast<long>(count);
+    bool passInFile(unsigned long count) { return moveInFile(offset() + static_cast<long>(count)); }
+
+    bool moveInFile(long offset) {
+        if (!moveFile(offset)) return false;
         look();
         return true;
     }
 
-    np_file* file_;
+    np_file* file_ = nullptr;
     const unsigned char* begin_ = nullptr;  // begin_ <= at_ <= end_
     const unsigned char* at_ = nullptr;
     const unsigned char* end_ = nullptr;
-    long earlier_ = 0;  // taken before begin_
+    long base_ = 0;      // where in the file the view begins
+    long position_ = 0;  // the file's own position
 };
 
 class RowOutput {

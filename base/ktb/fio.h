@@ -88,7 +88,9 @@ KTB_API unsigned long np_fio_putb(np_file* file, const void* buffer, unsigned lo
 // then the way on. What is lent lives until the next call for the same handle. np_fio_view lends the bytes at the current
 // position; np_fio_seek64 from np_from_current takes as many as were used. np_fio_room lends room for bytes at the current
 // position; np_fio_fill puts the first `size` bytes of it, which must not be more than were lent.
+// np_fio_view_before tells how many bytes before the current position that view also covers, for callers who go backwards.
 KTB_API const unsigned char* np_fio_view(np_file* file, unsigned long* size);
+KTB_API unsigned long np_fio_view_before(np_file* file);
 KTB_API unsigned char* np_fio_room(np_file* file, unsigned long* size);
 KTB_API void np_fio_fill(np_file* file, unsigned long size);
 

@@ -380,6 +380,20 @@ TEST_F(FileWindowTest, WhatIsLentIsWhatAGetWouldDeliver) {
     EXPECT_EQ(os_.calls(OsCall::pread), 1);
 }
 
+TEST_F(FileWindowTest, TheViewReachesBackToWhereTheWindowBegins) {
+    openPattern(10'000);
+    EXPECT_EQ(np_fio_view_before(file_), 0u);
+    get(file_, 100);
+    unsigned long size = 0;
+    const unsigned char* lent = np_fio_view(file_, &size);
+    ASSERT_EQ(np_fio_view_before(file_), 100u);
+    EXPECT_EQ(std::string(lent - 100, lent), bytes_.substr(0, 100));
+    EXPECT_EQ(np_fio_seek64(file_, 9'000, np_from_start), 9'000);
+    EXPECT_EQ(np_fio_view_before(file_), 0u);  // outside of the window there is no view, nor anything before it
+    put(file_, "x");
+    EXPECT_EQ(np_fio_view_before(file_), 0u);  // nor is there while putting
+}
+
 TEST_F(FileWindowTest, WhatIsPutIntoLentRoomIsPut) {
     openPattern(0);
     unsigned long size = 1;
