@@ -40,6 +40,8 @@ bool isCounting() { return hooked != 0; }
 
 #else
 
+// What is hidden here would stand in for malloc in this program, but not in the shared libraries.
+#pragma GCC visibility push(default)
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
@@ -67,6 +69,7 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) {
     return __libc_memalign(alignment, size);
 }
 }
+#pragma GCC visibility pop
 
 namespace {
 
