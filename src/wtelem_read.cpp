@@ -74,6 +74,7 @@ inline bool KTWTFileElement::nextIndexEntry(long* offset) {
 
 // Fetches the string buffer and steps over the index entry of the first row, which is known to begin where the file does.
 bool KTWTFileElement::beginReading() {
+    if (dataFile_ == nullptr) return fail(KTWT_MESSAGE(1301, "column"));
     firstRead_ = false;
     stringBuffer_ = owner_->getStringBuffer();
     stringBufferSize_ = owner_->getStringBufferSize();

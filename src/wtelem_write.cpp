@@ -100,6 +100,7 @@ Stored putColumn(RowOutput& out, KTWTColumnDef* column, const KtbDatavar& value,
 
 bool KTWTFileElement::writeRow(KtbDatavar** values, bool* full) {
     *full = false;
+    if (dataFile_ == nullptr) return fail(KTWT_MESSAGE(1044));
     if (indexFile_ != nullptr && np_fio_putb(indexFile_, &size_, sizeof size_) != sizeof size_) {
         return fail(KTWT_MESSAGE(1044));
     }
