@@ -160,6 +160,28 @@ TEST_F(QueueTest, ManyNamesAreHeldAtOnceAndReleasedInAnyOrder) {
     }
 }
 
+// Wherever in the queue a name stands when it is released, those on both sides of it stay held.
+TEST_F(QueueTest, NamesStayHeldWhenANeighbourIsReleased) {
+    const char* const names[] = {"first", "second", "third"};
+    for (const char* released : names) {
+        for (const char* name : names) ASSERT_TRUE(enqueue(name));
+        manager->dequeue(released);
+        for (const char* held : names) {
+            if (held == released) continue;
+            std::atomic<bool> left = false;
+            std::thread waiter([&] {
+                EXPECT_TRUE(enqueue(held));
+                EXPECT_TRUE(left.load()) << held << " was let go of together with " << released;
+                manager->dequeue(held);
+            });
+            for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+            left.store(true);
+            manager->dequeue(held);
+            waiter.join();
+        }
+    }
+}
+
 TEST_F(QueueTest, ManagersDoNotShareTheirNames) {
     KtbString error;
     const Manager other(ktwtCreateManager("key", directory.path().c_str(), &error));
