@@ -327,4 +327,14 @@ TEST_F(ColumnsTest, ManyColumnsKeepTheirPlaces) {
     EXPECT_EQ(rowsRead(), (Rows{{"text499", 0, 250}, {"text499", 0, 250}}));
 }
 
+TEST_F(ColumnsTest, NamesMayBeLong) {
+    const std::string name(100000, 'n');
+    makeTable({{name, ktbTypeInteger}, {name + "x"}});
+    row({1, "text"});
+    finish();
+    ASSERT_TRUE(reopenByName({name + "X", name}));
+    EXPECT_EQ(info(0).name, name + "x");
+    EXPECT_EQ(rowsRead(), (Rows{{"text", 1}}));
+}
+
 }  // namespace

@@ -434,6 +434,42 @@ TEST_F(LifecycleTest, FirstFailureIsTheOneReportedWhenTheRemovalFailsToo) {
     EXPECT_EQ(tableError(), bytesOf(why));
 }
 
+TEST_F(LifecycleTest, WithoutHandlesNothingIsMadeOrOpened) {
+    makeRows(2);
+    const auto before = files();
+    {
+        const HandleLimit none(0);
+        EXPECT_FALSE(tryMakeTable(1));
+        EXPECT_TRUE(refused(1417, directories_[0].c_str(), +np_err_too_many_files, text(np_err_too_many_files)));
+        EXPECT_FALSE(reopen());
+        EXPECT_TRUE(refused(1353, (directories_[0] + "/" + name_).c_str(), text(np_err_too_many_files)));
+        EXPECT_FALSE(manager_->remove(ktb(name_), &error_));
+        EXPECT_TRUE(refused(1353, (directories_[0] + "/" + name_).c_str(), text(np_err_too_many_files)));
+    }
+    EXPECT_EQ(files(), before);
+    ASSERT_TRUE(reopen());
+    EXPECT_EQ(rowsRead(), rowNumbers(0, 1));
+}
+
+TEST_F(LifecycleTest, ElementThatFindsNoHandleIsReportedWhenItIsReached) {
+    makeRows(2, 1);
+    ASSERT_TRUE(reopen());
+    ASSERT_TRUE(nextRow());
+    {
+        const HandleLimit one(1);  // the first element's two are given back first
+        EXPECT_TRUE(nextRow());
+    }
+    ASSERT_TRUE(reopen());
+    {
+        const HandleLimit one(1);
+        EXPECT_FALSE(nextRow());
+        EXPECT_FALSE(end_);
+        EXPECT_EQ(log_.last().number, 1353);
+        EXPECT_NE(tableError().find(text(np_err_too_many_files)), std::string::npos);
+    }
+    EXPECT_EQ(rowsRead(), rowNumbers(0, 1)) << "the element that could not be opened is not passed over";
+}
+
 // Removing
 
 TEST_F(LifecycleTest, RemovedTableIsGoneWithAllItsFiles) {

@@ -2,9 +2,11 @@
 #ifndef KTWT_TESTS_TABLE_TABLE_FIXTURE_H
 #define KTWT_TESTS_TABLE_TABLE_FIXTURE_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <memory>
 #include <optional>
@@ -83,6 +85,24 @@ public:
 private:
     rlimit old_ = {};
     void (*oldAction_)(int);
+};
+
+// While it lives this process can open only `count` more files.
+class HandleLimit {
+public:
+    explicit HandleLimit(int count) {
+        getrlimit(RLIMIT_NOFILE, &old_);
+        const int lowestFree = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        close(lowestFree);
+        const rlimit limit = {static_cast<rlim_t>(lowestFree + count), old_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    HandleLimit(const HandleLimit&) = delete;
+    HandleLimit& operator=(const HandleLimit&) = delete;
+    ~HandleLimit() { setrlimit(RLIMIT_NOFILE, &old_); }
+
+private:
+    rlimit old_ = {};
 };
 
 class TableTest : public ::testing::Test {

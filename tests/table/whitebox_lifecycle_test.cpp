@@ -564,6 +564,32 @@ TEST_F(FileObjectTest, ElementThatNoDirectoryAcceptsEndsTheWriting) {
     EXPECT_EQ(files(), std::vector<std::string>());
 }
 
+TEST_F(FileObjectTest, ElementOfWhichOnlyTheIndexCouldBeMadeLeavesNoFile) {
+    File file = makeFile();
+    {
+        const HandleLimit one(1);
+        EXPECT_FALSE(file->createDataElement());
+    }
+    EXPECT_TRUE(
+        says(file->getError(), "wtelem", 1417, directories_[0].c_str(), +np_err_too_many_files, text(np_err_too_many_files)));
+    EXPECT_EQ(file->getElementCount(), 0);
+    EXPECT_EQ(files(), std::vector<std::string>{name_});
+    EXPECT_FALSE(file->close());
+    EXPECT_EQ(files(), std::vector<std::string>());
+}
+
+TEST_F(FileObjectTest, TableWhoseWritingFailedIsRemovedByTheNextOpenWhichFails) {
+    File file = makeFile();
+    {
+        const HandleLimit none(0);
+        EXPECT_FALSE(writeTo(*file, {1}));
+    }
+    const std::string why = errorOf(*file);
+    EXPECT_FALSE(openWhole(*file, name_));
+    EXPECT_EQ(errorOf(*file), why);
+    EXPECT_EQ(files(), std::vector<std::string>());
+}
+
 // Header counts that no table has
 
 TEST_F(FileObjectTest, AbsurdRowCountsAreSurvived) {
