@@ -1,12 +1,10 @@
 // Files that were damaged, cut off or made up: every one is answered with rows or with a message, never with a crash, and never
 // with more memory than the files justify. Begins with the golden table, in both byte orders.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <random>
 
 #include "counted_new.h"
 #include "format_fixture.h"
+#include "patch.h"
 #include "support/golden.h"
 
 using images::Order;
@@ -90,32 +88,6 @@ protected:
     static std::string numberOf(const std::string& message) { return message.substr(0, message.find(':')); }
 
     std::vector<Texts> rows_;
-};
-
-// Changes bytes of a file where they stand, and puts them back.
-class Patch {
-public:
-    explicit Patch(const std::string& path) : bytes_(readFile(path)), handle_(::open(path.c_str(), O_WRONLY)) {
-        EXPECT_GE(handle_, 0);
-    }
-    Patch(const Patch&) = delete;
-    Patch& operator=(const Patch&) = delete;
-    ~Patch() { ::close(handle_); }
-
-    std::size_t size() const { return bytes_.size(); }
-    void put(std::size_t offset, unsigned char byte) const {
-        EXPECT_EQ(pwrite(handle_, &byte, 1, static_cast<off_t>(offset)), 1);
-    }
-    void cut(std::size_t size) const { EXPECT_EQ(ftruncate(handle_, static_cast<off_t>(size)), 0); }
-    void replace(const std::string& bytes) const {
-        EXPECT_EQ(pwrite(handle_, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-        cut(bytes.size());
-    }
-    void restore() const { replace(bytes_); }
-
-private:
-    const std::string bytes_;
-    const int handle_;
 };
 
 }  // namespace

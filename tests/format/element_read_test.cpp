@@ -393,6 +393,21 @@ TEST_F(ElementReadTest, ColumnsThatAreNotChosenArePassedOver) {
     EXPECT_EQ(readAll(open(columns({1, 2, 3, 4, 5, 3}), rows, true, &last), 1, 1), counting({7, 6}));
 }
 
+// The length has 31 bits. The text is a hole in the file, which takes no room on the disk.
+TEST_F(ElementReadTest, ATextOfMoreThanAGigabyteIsPassedOver) {
+    const Texts chosen = {"b"};
+    KTWTFileElement& element =
+        open(columns({5, 3}), {images::flag(5) + images::flag(0xc0) + images::flag(0) + images::flag(0) + images::flag(2)},
+             false, &chosen);
+    element.close();
+    std::fstream file(directory_.file("ktwte_d"), std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(5 + 0x40000002L);
+    file << images::integer(7);
+    file.close();
+    ASSERT_TRUE(element.open(true));
+    EXPECT_EQ(readAll(element, 1, 1), counting({7}));
+}
+
 TEST_F(ElementReadTest, AColumnFillsEverySlotThatItWasChosenFor) {
     const std::vector<std::string> rows = {images::text("a") + images::integer(0), images::null() + images::integer(1),
                                            images::text("c") + images::integer(2)};
