@@ -9,7 +9,6 @@
 #include <cstring>
 #include <limits>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/failing_new.h"
@@ -18,16 +17,24 @@ namespace {
 
 const std::string longText = "this text is too long to be kept inside of the object itself";
 
-// Says what a variant holds, for comparing.
+// Says what a variant holds, for comparing; also of one that moving left behind.
+// NOLINTBEGIN(clang-analyzer-cplusplus.Move)
 std::string described(const KtbDatavar& value) {
     return std::string(ktbTypeToString(value.type())) +
            (value.isNull() ? " null" : std::string(" ") + value.asString().asCstr());
 }
+// NOLINTEND(clang-analyzer-cplusplus.Move)
 
 KtbReal decimal(const char* text) {
     KtbReal value;
     EXPECT_TRUE(value.assign(text));
     return value;
+}
+
+// As std::move, for values that are looked at afterwards: what is left behind is what these tests are about.
+template <class Value>
+Value&& takenFrom(Value& value) {
+    return static_cast<Value&&>(value);
 }
 
 template <class Value>
@@ -102,12 +109,12 @@ TEST(DatavarTest, EveryKindCanBeAssignedToEveryKind) {
         for (const KtbDatavar& onto : everyKind()) {
             KtbDatavar copied(onto), moved(onto), source(from);
             copied = from;
-            moved = std::move(source);
+            moved = takenFrom(source);
             EXPECT_EQ(described(copied), described(from));
             EXPECT_EQ(described(moved), described(from));
             EXPECT_EQ(described(source), "none null");
             EXPECT_EQ(described(KtbDatavar(from)), described(from));
-            EXPECT_EQ(described(KtbDatavar(std::move(copied))), described(from));
+            EXPECT_EQ(described(KtbDatavar(takenFrom(copied))), described(from));
             EXPECT_EQ(described(copied), "none null");
         }
     }
@@ -119,7 +126,7 @@ TEST(DatavarTest, SelfAssignmentChangesNothing) {
         KtbDatavar& same = value;
         value = static_cast<const KtbDatavar&>(same);
         EXPECT_EQ(described(value), before);
-        value = std::move(same);
+        value = takenFrom(same);
         EXPECT_EQ(described(value), before);
         KtbString scratch;
         if (value.type() == ktbTypeString && !value.isNull()) value.assign(value.asString(&scratch));
@@ -161,9 +168,9 @@ TEST(DatavarTest, TextMemorySurvivesNullsAndOtherTypes) {
 TEST(DatavarTest, MovingALongTextNeedsNoMemory) {
     KtbDatavar source = variant(longText.c_str());
     EXPECT_EQ(allocations([&] {
-                  KtbDatavar moved(std::move(source)), assigned;
-                  assigned = std::move(moved);
-                  source = std::move(assigned);
+                  KtbDatavar moved(takenFrom(source)), assigned;
+                  assigned = takenFrom(moved);
+                  source = takenFrom(assigned);
               }),
               0);
     EXPECT_EQ(described(source), "string " + longText);
