@@ -36,11 +36,11 @@ Names allMatches(const std::string& text, const char* pattern) {
 
 // The exported symbols without their version; those that only name a version are left out.
 Names exportsOf(const char* library) {
-    std::istringstream lines(outputOf(std::string(NM) + " -D --defined-only --without-symbol-versions '" + library + "'"));
+    std::istringstream lines(outputOf(std::string(NM) + " -D --defined-only '" + library + "'"));
     Names names;
     std::string address, kind, name;
     while (lines >> address >> kind >> name) {
-        if (kind != "A") names.insert(name);
+        if (kind != "A") names.insert(name.substr(0, name.find('@')));
     }
     return names;
 }
