@@ -27,7 +27,7 @@ KTWTManagerImpl::KTWTManagerImpl(const KtbString& accessKey, const KtbString& di
         *error = KTWT_MESSAGE(29, "(manager keys)");
         return;
     }
-    if (directoryList_.length() == 0) findDirectories();
+    if (directoryList_.length() == 0 && !findDirectories(error)) return;
     if (!splitDirectories(error)) return;
     managerLock_ = ktLockCreate(0, 0);
     if (managerLock_ == nullptr) *error = KTWT_MESSAGE(29, "(work table lock)");
@@ -38,11 +38,14 @@ KTWTManagerImpl::~KTWTManagerImpl() {
     if (managerLock_ != nullptr) ktLockDestroy(managerLock_);
 }
 
-void KTWTManagerImpl::findDirectories() {
+// A system that has no directory for temporary files leaves the list empty, which is no failure.
+bool KTWTManagerImpl::findDirectories(KtbString* error) {
     ktbGetConfigOptions(KtbString())->getValue("BASE/TEMP", &directoryList_, 0);
-    if (directoryList_.length() != 0) return;
     char buffer[np_path_max];
-    if (np_fio_tmpdir(buffer, sizeof buffer) == 0) directoryList_.assign(buffer);
+    if (directoryList_.length() != 0 || np_fio_tmpdir(buffer, sizeof buffer) != np_ok) return true;
+    directoryList_.assign(buffer);
+    if (directoryList_.isNull()) *error = KTWT_MESSAGE(29, "(directory array)");
+    return !directoryList_.isNull();
 }
 
 namespace {

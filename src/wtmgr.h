@@ -70,7 +70,7 @@ public:
 private:
     static constexpr char messageSource[] = "wtmgr";
 
-    void findDirectories();
+    bool findDirectories(KtbString* error);
     bool splitDirectories(KtbString* error);
 
     bool ensureDatafileManager(KtbString* error);

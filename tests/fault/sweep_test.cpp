@@ -6,6 +6,7 @@
 
 #include "ktb/config.h"
 #include "stage.h"
+#include "support/environment.h"
 
 namespace {
 
@@ -349,9 +350,27 @@ TEST_F(SweepTest, AManagerIsMadeWholeOrNotAtAll) {
     });
 }
 
+TEST_F(SweepTest, TheSystemsDirectoryIsTakenWholeOrNoManagerIsMade) {
+    const EnvironmentVariable noOption("KTB_BASE_TEMP", nullptr);
+    const EnvironmentVariable noFile("KTB_OPTIONS", nullptr);
+    const std::string system = stage.home.file("first work directory");
+    const EnvironmentVariable directory("TMPDIR", system.c_str());
+    forEachMemoryFault([&](Faults& faults) {
+        stage.refresh();
+        Manager manager;
+        faults.during([&] { manager.reset(ktwtCreateManager(KtbString("", true), KtbString("", true), &stage.error)); });
+        if (manager != nullptr) {
+            EXPECT_EQ(manager->getDirectories().asCstr(), system);
+        } else {
+            EXPECT_TRUE(faults.injected());
+            EXPECT_EQ(stage.error.asCstr(), stage.firstMessage());
+        }
+    });
+}
+
 TEST_F(SweepTest, AManagerWithoutDirectoriesToFindHasNone) {
-    unsetenv("KTB_BASE_TEMP");
-    unsetenv("KTB_OPTIONS");
+    const EnvironmentVariable noOption("KTB_BASE_TEMP", nullptr);
+    const EnvironmentVariable noFile("KTB_OPTIONS", nullptr);
     FileFaults faults({.call = FileCall::tmpdir});
     Manager manager;
     faults.during([&] { manager.reset(ktwtCreateManager("", "", &stage.error)); });

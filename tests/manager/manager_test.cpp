@@ -1,42 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <climits>
 #include <string>
 
+#include "support/environment.h"
 #include "support/message_log.h"
 #include "support/released.h"
 #include "support/temp_directory.h"
 #include "support/vtable.h"
 
 namespace {
-
-// Sets an environment variable, or removes it with null, for as long as the object lives.
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const char* value) : name_(name) {
-        if (const char* before = std::getenv(name)) {
-            before_ = before;
-            wasSet_ = true;
-        }
-        set(value);
-    }
-    EnvironmentVariable(const EnvironmentVariable&) = delete;
-    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-    ~EnvironmentVariable() { set(wasSet_ ? before_.c_str() : nullptr); }
-
-private:
-    void set(const char* value) {
-        if (value != nullptr) {
-            setenv(name_, value, 1);
-        } else {
-            unsetenv(name_);
-        }
-    }
-
-    const char* name_;
-    std::string before_;
-    bool wasSet_ = false;
-};
 
 class ManagerTest : public testing::Test {
 protected:
