@@ -408,6 +408,16 @@ TEST_F(FileObjectTest, LabelAndLongestTextSurviveAnAppend) {
     EXPECT_EQ(header().rows, 12);
 }
 
+TEST_F(FileObjectTest, BytesBehindTheHeaderAreCutOffWhenItIsWrittenAgain) {
+    makeRows(3);
+    const std::string before = readFile(path(name_));
+    table_files::replaceFile(path(name_), before + "left over from a longer header");
+    File file = append();
+    ASSERT_TRUE(file);
+    ASSERT_TRUE(file->close());
+    EXPECT_EQ(readFile(path(name_)), before);
+}
+
 TEST_F(FileObjectTest, RangeAndDirectionDoNotMoveWhatIsAppended) {
     makeRows(3);
     long range[] = {1, 1};
