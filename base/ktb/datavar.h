@@ -1,10 +1,9 @@
 // KtbDatavar: a variant value, one of the types of type.h or null.
 //
-// Conversions: exact or an error. A conversion that cannot be made sets *err to true and gives zero or a null; *err is never
-// set to
-//              false and may be null. Two roundings are allowed: integers, decimals and texts become the nearest double, and a
-//              double becomes the decimal of its shortest round-trip text. Null converts to a null text and is an error for
-//              every other type.
+// Conversions: exact or an error. A conversion that cannot be made sets *err to true and gives zero or a null; *err is
+//              never set to false and may be null. Two roundings are allowed: integers, decimals and texts become the nearest
+//              double, and a double becomes the decimal of its shortest round-trip text. Null converts to a null text and is
+//              an error for every other type.
 // Memory:      a text is kept as in KtbString; its block survives setNull() and values of other types, so that a variant that
 //              is filled again and again stops allocating.
 // Failure:     nothing throws; a text that memory cannot hold becomes a null of type string.

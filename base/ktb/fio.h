@@ -62,7 +62,7 @@ extern KTB_API const char np_dir_listsep;
 KTB_API int np_fio_open(const char* path, int mode, np_file** file);
 
 // Creates a file for reading and writing in `directory`, readable and writable by its owner only, whatever the umask. Its name
-// is `prefix` and letters and digits that hold 96 random bits. Puts the full path into `path`. An existing file is never
+// is `prefix` and letters and digits that hold 100 random bits. Puts the full path into `path`. An existing file is never
 // opened. An empty `directory` is np_err_name. On failure *file is null and nothing was created.
 KTB_API int np_fio_tmpfile(const char* directory, const char* prefix, char* path, unsigned long pathSize, np_file** file);
 

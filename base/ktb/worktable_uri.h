@@ -5,6 +5,9 @@
 //            | NAME=SOURCE       the stored column SOURCE under the name NAME, or the constant text SOURCE when there is none
 //            | NAME:TYPE=TEXT    a constant; TYPE is a name of ktbTypeToString or its number; an empty TEXT is null
 //
+// A URI without columns shows none: rows of no values. Tables are opened with all their columns by name, or by a URI that lists
+// them.
+//
 // NAME, SOURCE and TEXT are percent-encoded as in RFC 3986, everything but unreserved characters. FIRST and COUNT are
 // signed 64-bit decimal numbers. A text with another scheme that otherwise follows this form parses too.
 //

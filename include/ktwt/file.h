@@ -8,7 +8,8 @@
 // Ownership: made by a manager (manager.h), ended by release(), never by delete; must not outlive its manager.
 // Failure:   an operation returns false (or null) and getError() says why, until the next failure replaces the text.
 // Lifetime:  a table stays on disk when its object is released. Two exceptions remove it: a writable table whose close
-//            fails, and a created one that is released while its error text is set. Nothing half-written can be opened later.
+//            fails, and a created one that is released while its error text is set. Any operation that failed has set it,
+//            a question about a column that does not exist included, and a close that succeeds does not clear it.
 #ifndef KTWT_FILE_H
 #define KTWT_FILE_H
 
@@ -51,7 +52,9 @@ public:
     // Reads the next `count` rows (negative: getRows() - first) into *out as an XML document.
     virtual bool readRows(long first, int count, KtbString* out, bool* end) = 0;
 
-    virtual void release() = 0;  // closes the table and frees the object; ignores null
+    // Closes the table and frees the object. Through a null pointer C++ cannot make this call; who takes it from its slot, as
+    // callers in other languages do, may pass null, which is ignored.
+    virtual void release() = 0;
 
     // Returns a cursor over the table's figures, which the caller releases and which may outlive the table; null on failure.
     virtual KtbStringCursor* statistics() = 0;

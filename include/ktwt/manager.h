@@ -63,7 +63,8 @@ public:
     // has room for *parts pairs; *parts becomes the number of pairs.
     virtual bool partition(const KtbString& name, int* parts, long* ranges, KtbString* error) = 0;
 
-    virtual void release() = 0;  // ends the manager; ignores null
+    // Ends the manager. As with a table's release(), null is ignored only where the operation is taken from its slot.
+    virtual void release() = 0;
 
     // Deletes a table's files.
     virtual bool remove(const KtbString& name, KtbString* error) = 0;
