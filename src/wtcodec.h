@@ -8,6 +8,9 @@
 
 namespace ktwt {
 
+// The version of the header file that this library writes: 1.00. On disk.
+inline constexpr short headerVersion = 100;
+
 template <class Number>
 void store(unsigned char* at, Number value) {
     std::memcpy(at, &value, sizeof value);

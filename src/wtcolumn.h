@@ -16,6 +16,7 @@ inline constexpr unsigned char storedDate = 2;
 inline constexpr unsigned char storedInteger = 3;
 inline constexpr unsigned char storedDecimal = 4;
 inline constexpr unsigned char storedString = 5;
+inline constexpr unsigned char noPayload = 128;  // added to the code, or alone: no value follows
 
 // The mapping loses what the files cannot say: every other type is stored as a string and comes back as one.
 constexpr unsigned char storageCodeOf(ktbType type) {

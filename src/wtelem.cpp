@@ -76,7 +76,7 @@ bool KTWTFileElement::openIndexFile(int mode) {
     if (indexPath_.length() != 0) {
         code = np_fio_open(indexPath_.asCstr(), mode, &indexFile_);
     } else {
-        PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, indexName_, mode);
+        PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, indexName_, ktwt::indexPrefix, mode);
         code = found.code;
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "element index", code, np_fio_errdesc(code)));
         indexFile_ = found.file;
@@ -92,7 +92,7 @@ bool KTWTFileElement::openDataFile(int mode) {
     if (dataPath_.length() != 0) {
         code = np_fio_open(dataPath_.asCstr(), mode, &dataFile_);
     } else {
-        PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, name_, mode);
+        PlacedFile found = ktwt::openFile(*owner_->getManager(), directory_, name_, ktwt::dataPrefix, mode);
         code = found.code;
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "element data", code, np_fio_errdesc(code)));
         dataFile_ = found.file;
@@ -163,7 +163,7 @@ bool KTWTFileElement::remove() {
     return unlink(dataPath_, removed) && removed;
 }
 
-long KTWTFileElement::findDataSize() const { return ktwt::findFileSize(*owner_->getManager(), name_); }
+long KTWTFileElement::findDataSize() const { return ktwt::findFileSize(*owner_->getManager(), name_, ktwt::dataPrefix); }
 
 bool KTWTFileElement::persist(np_file* header) {
     const int nameBytes = name_.cStrSize();
@@ -204,6 +204,7 @@ bool KTWTFileElement::restoreName(np_file* header, int bytes, const char* what, 
     const std::unique_ptr<char[]> buffer(new (std::nothrow) char[count]);
     if (!buffer) return fail(KTWT_MESSAGE(29, "(element name)"));
     if (np_fio_getb(header, buffer.get(), count) != count) return fail(KTWT_MESSAGE(1301, what));
+    if (buffer[count - 1] != '\0') return fail(KTWT_MESSAGE(1301, what));  // written again it would be longer
     name->assign(buffer.get(), bytes);
     return !name->isNull() || fail(KTWT_MESSAGE(29, "(element name)"));
 }

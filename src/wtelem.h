@@ -14,6 +14,7 @@
 #include "ktb/datavar.h"
 #include "ktb/fio.h"
 #include "ktb/string.h"
+#include "wtmessage.h"
 #include "wtrowio.h"
 
 class KTWTFileImpl;
@@ -71,8 +72,8 @@ private:
     static constexpr int decodedDamaged = -1;
     static constexpr int decodedExhausted = -2;
 
-    bool fail(const KtbString& text) {
-        error_ = text;
+    bool fail(KtbString text) {
+        ktwt::setFailure(&error_, std::move(text));
         return false;
     }
 

@@ -29,7 +29,6 @@ using ktwt::RowInput;
 namespace {
 
 constexpr long indexEntrySize = 8;  // on disk
-constexpr unsigned char noPayload = 128;
 constexpr unsigned char textSizeLong = 128;
 constexpr unsigned long decimalSize = 24;
 
@@ -231,7 +230,7 @@ struct TextBuffer {
 [[gnu::always_inline]] inline bool decodeColumn(RowInput& in, bool byteSwap, TextBuffer& texts, KtbDatavar* destination) {
     unsigned char flag = 0;
     if (!in.get(&flag, 1)) return false;
-    if ((flag & noPayload) != 0) {
+    if ((flag & ktwt::noPayload) != 0) {
         if (destination != nullptr) destination->setNull();
         return true;
     }

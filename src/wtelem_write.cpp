@@ -23,7 +23,6 @@ using ktwt::RowOutput;
 
 namespace {
 
-constexpr unsigned char noPayload = 128;
 constexpr int textSizeShortMax = 127;
 
 enum class Stored { whole, flagRefused, cutShort, exhausted };
@@ -33,7 +32,7 @@ Stored putFlag(RowOutput& out, unsigned char flag) { return out.put(&flag, 1) ? 
 // A value that did not convert leaves its column's code, marked, and no payload.
 template <class Payload>
 Stored putPayload(RowOutput& out, unsigned char code, bool failed, const Payload& payload) {
-    const Stored stored = putFlag(out, failed ? code | noPayload : code);
+    const Stored stored = putFlag(out, failed ? code | ktwt::noPayload : code);
     if (failed || stored != Stored::whole) return stored;
     return out.put(&payload, sizeof payload) ? Stored::whole : Stored::cutShort;
 }
@@ -64,7 +63,7 @@ Stored putText(RowOutput& out, KTWTColumnDef* column, const KtbString& text) {
 }
 
 Stored putColumn(RowOutput& out, KTWTColumnDef* column, const KtbDatavar& value, KtbString* scratch, long* elementSize) {
-    if (value.isNull()) return putFlag(out, noPayload);
+    if (value.isNull()) return putFlag(out, ktwt::noPayload);
     const unsigned char code = column->storageCode;
     bool failed = false;
     switch (code) {
@@ -90,7 +89,7 @@ Stored putColumn(RowOutput& out, KTWTColumnDef* column, const KtbDatavar& value,
         default: {
             // No table defines such a column. The element's size has always grown by one here, without a byte behind it.
             const Stored stored = putFlag(out, code);
-            if (stored == Stored::whole && (code & noPayload) == 0) ++*elementSize;
+            if (stored == Stored::whole && (code & ktwt::noPayload) == 0) ++*elementSize;
             return stored;
         }
     }

@@ -5,6 +5,7 @@
 #include <climits>
 #include <new>
 
+#include "wtcodec.h"
 #include "wtelem.h"
 #include "wtmessage.h"
 #include "wtmgr.h"
@@ -27,11 +28,10 @@ KtbString KTWTFileImpl::getName() { return name_; }
 long KTWTFileImpl::getRows() { return rows_; }
 
 bool KTWTFileImpl::create(int columns, int sortColumns, long elementSize) {
-    constexpr short versionWritten = 100;
     if (columns < 0 || sortColumns < 0) return fail(KTWT_MESSAGE(1420));
     created_ = true;
     elementSize_ = elementSize;
-    version_ = versionWritten;
+    version_ = ktwt::headerVersion;
     columnCount_ = columns;
     if (columns != 0) {
         columnDefs_.reset(new (std::nothrow) KTWTColumnDef[static_cast<std::size_t>(columns)]);
@@ -74,7 +74,7 @@ bool KTWTFileImpl::open(const KtbString& name, bool readOnly, long* range, bool 
 
 bool KTWTFileImpl::openHeader(const KtbString& name, OpenMode mode, long* range) {
     if (!close()) return false;
-    if (name.length() != 0 || headerPath_.length() == 0) name_ = name;
+    if (name.cStrSize() > 1 || headerPath_.length() == 0) name_ = name;  // asking for its length would change it
     reversed_ = mode.reversed;
     if (mode.markReadOnly) readOnly_ = true;
     if (!mode.readOnly) readOnly_ = false;
@@ -91,7 +91,7 @@ bool KTWTFileImpl::openHeaderFile(bool readOnly) {
     if (pathKnown) {
         code = np_fio_open(headerPath_.asCstr(), mode, &headerFile_);
     } else {
-        ktwt::PlacedFile found = ktwt::openFile(*manager_, 0, name_, mode);
+        ktwt::PlacedFile found = ktwt::openFile(*manager_, 0, name_, "", mode);
         code = found.code;
         if (found.joinFailed) return fail(KTWT_MESSAGE(1784, "header", code, np_fio_errdesc(code)));
         headerFile_ = found.file;
@@ -113,13 +113,13 @@ bool KTWTFileImpl::openHeaderFile(bool readOnly) {
 // Closes what a failed open has opened, so that nothing that follows writes to a table that was never properly open, or removes
 // it.
 bool KTWTFileImpl::abandonOpening() {
-    const KtbString why = error_;
+    KtbString why = std::move(error_);  // a copy could fail
     closeCurrent(false);
     closeHeader(false);
     created_ = false;
     currentRow_ = 0;
     nextElement_ = 0;
-    return fail(why);
+    return fail(std::move(why));
 }
 
 bool KTWTFileImpl::applyRange(const long* range, long* startRow) {
@@ -128,6 +128,8 @@ bool KTWTFileImpl::applyRange(const long* range, long* startRow) {
     rangeEnd_ = -1;
     *startRow = reversed_ ? std::max(rows_, 0L) - 1 : 0;  // a damaged header may count less than none
     if (range == nullptr) return true;
+    // A count that leaves no room to count on is damage: no disk holds that many rows.
+    if (rows_ > LONG_MAX / 2) return fail(KTWT_MESSAGE(1301, "element definition"));
     const long first = range[0];
     const long count = range[1];
     if (first < 0) return fail(KTWT_MESSAGE(1788, first));
@@ -225,9 +227,9 @@ bool KTWTFileImpl::close() {
         closed = closeWritable(closed);
     }
     if (!closed) {
-        const KtbString why = error_;
+        KtbString why = std::move(error_);  // a copy could fail
         removeFiles();
-        error_ = why;
+        error_ = std::move(why);
     }
     headerReadOnly_ = false;
     writeFailed_ = false;

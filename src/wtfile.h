@@ -14,6 +14,7 @@
 #include "ktb/fio.h"
 #include "ktwt/file.h"
 #include "wtcolumn.h"
+#include "wtmessage.h"
 
 class KTWTFileElement;
 class KTWTManagerImpl;
@@ -94,8 +95,8 @@ private:
         bool reversed;
     };
 
-    bool fail(const KtbString& text) {
-        error_ = text;
+    bool fail(KtbString text) {
+        ktwt::setFailure(&error_, std::move(text));
         return false;
     }
 

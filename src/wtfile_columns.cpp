@@ -11,8 +11,15 @@
 #include "wtfile.h"
 #include "wtmessage.h"
 
+// Copies a name. Returns false when memory is exhausted.
+static bool copyName(const KtbString& name, KtbString* copy) {
+    *copy = name;
+    return copy->isNull() == name.isNull();
+}
+
 bool KTWTFileImpl::defineColumnInfo(int column, KtbString name, ktbType type, int width) {
     if (column < 0 || column >= columnCount_) return fail(KTWT_MESSAGE(1420));
+    if (name.isNull()) return fail(KTWT_MESSAGE(29, "(column name)"));  // the caller's text, lost on the way here
     for (int i = 0; i < columnCount_; ++i) {
         const KTWTColumnDef& other = columnDefs_[static_cast<std::size_t>(i)];
         if (i != column && other.name.compare(name, false) == 0) return fail(KTWT_MESSAGE(1666, name.asCstr()));
@@ -36,7 +43,7 @@ const KTWTColumnDef* KTWTFileImpl::visibleColumn(int column) const {
 bool KTWTFileImpl::getColumnInfo(int column, KtbString* name, ktbType* type, int* width, int* longest) {
     const KTWTColumnDef* definition = visibleColumn(column);
     if (definition == nullptr) return fail(KTWT_MESSAGE(1420));
-    if (name != nullptr) *name = definition->name;
+    if (name != nullptr && !copyName(definition->name, name)) return fail(KTWT_MESSAGE(29, "(column name)"));
     if (type != nullptr) *type = definition->type;
     if (width != nullptr) *width = definition->width;
     if (longest != nullptr) *longest = definition->longest;
@@ -170,12 +177,6 @@ bool KTWTFileImpl::selectStored(int slot, int column, const char* what) {
     KTWTColumnDef& stored = columnDefs_[static_cast<std::size_t>(column)];
     selection_[static_cast<std::size_t>(slot)].column = &stored;
     return stored.addTarget(slot) || fail(KTWT_MESSAGE(29, what));
-}
-
-// Copies a name. Returns false when memory is exhausted.
-static bool copyName(const KtbString& name, KtbString* copy) {
-    *copy = name;
-    return copy->isNull() == name.isNull();
 }
 
 // Gives the slot a column of its own, which reads as a null string until it gets a value.

@@ -34,7 +34,6 @@ using ktwt::store;
 namespace {
 
 constexpr std::uint16_t byteOrderMark = 1;
-constexpr std::int16_t versionWritten = 100;
 constexpr int versionReadMax = 199;
 constexpr int fixedSize = 32;
 constexpr int columnSize = 16;
@@ -52,7 +51,7 @@ bool KTWTFileImpl::persist() {
     if (readOnly_) return true;
     unsigned char fixed[fixedSize];
     store<std::uint16_t>(fixed, byteOrderMark);
-    store<std::int16_t>(fixed + 2, versionWritten);
+    store<std::int16_t>(fixed + 2, ktwt::headerVersion);
     store<std::int16_t>(fixed + 4, fixedSize);
     store<std::int16_t>(fixed + 6, static_cast<std::int16_t>(label_.cStrSize()));
     store<std::int32_t>(fixed + 8, columnCount_);
@@ -113,6 +112,8 @@ bool KTWTFileImpl::restoreLabel(int bytes) {
     if (bytes < 1 || bytes > labelSizeMax) return fail(KTWT_MESSAGE(1787));
     const auto count = static_cast<unsigned long>(bytes);
     if (np_fio_getb(headerFile_, buffer, count) != count) return fail(KTWT_MESSAGE(1787));
+    // Written again, a label without its NUL is one byte longer: one of this length could not be read back.
+    if (bytes == labelSizeMax && buffer[count - 1] != '\0') return fail(KTWT_MESSAGE(1787));
     label_.assign(buffer, bytes);
     return !label_.isNull() || fail(KTWT_MESSAGE(29, "(table label)"));
 }

@@ -7,8 +7,8 @@
 #include "wtfile.h"
 #include "wtmessage.h"
 
-// The pointers to the values of one row, in a vector that is kept from row to row; null when memory is exhausted. Callers mostly use
-// one array for all their rows, which the vector then points at already.
+// The pointers to the values of one row, in a vector that is kept from row to row; null when memory is exhausted. Callers
+// mostly use one array for all their rows, which the vector then points at already.
 KtbDatavar** KTWTFileImpl::pointTo(KtbDatavar* values) {
     const int count = rowColumns();
     if (!valueVector_ || valueVectorSize_ != count) {
@@ -42,7 +42,7 @@ bool KTWTFileImpl::readRow(KtbDatavar* values, bool* end) {
 // fails.
 bool KTWTFileImpl::failWriting(const KtbString& text) {
     writeFailed_ = true;
-    writeFailure_ = text;
+    ktwt::setFailure(&writeFailure_, text);
     return fail(text);
 }
 

@@ -3,6 +3,7 @@
 #define KTWT_WTMESSAGE_H
 
 #include <type_traits>
+#include <utility>
 
 #include "ktb/message.h"
 
@@ -37,6 +38,12 @@ template <int number, class... Arguments>
 KtbString message(const char* source, int line, Arguments... arguments) {
     static_assert(messageTakes<Arguments...>(number), "the catalog has no such message, or it takes other arguments");
     return ktb_get_message(source, line, "Work table library", number, arguments...);
+}
+
+// Keeps a failure's text. One that memory could not hold is replaced by a fixed text, so that a failure never looks like none.
+inline void setFailure(KtbString* error, KtbString text) {
+    *error = std::move(text);
+    if (error->isNull()) *error = KtbString("KTWT-0029: Memory is exhausted: no room for (message text).", true);
 }
 
 }  // namespace ktwt

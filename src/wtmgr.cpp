@@ -28,6 +28,7 @@ KTWTManagerImpl::KTWTManagerImpl(const KtbString& accessKey, const KtbString& di
         return;
     }
     if (directoryList_.length() == 0 && !findDirectories(error)) return;
+    directoryList_.length();  // counted now, so that several threads can copy it later
     if (!splitDirectories(error)) return;
     managerLock_ = ktLockCreate(0, 0);
     if (managerLock_ == nullptr) *error = KTWT_MESSAGE(29, "(work table lock)");
@@ -40,10 +41,10 @@ KTWTManagerImpl::~KTWTManagerImpl() {
 
 // A system that has no directory for temporary files leaves the list empty, which is no failure.
 bool KTWTManagerImpl::findDirectories(KtbString* error) {
-    ktbGetConfigOptions(KtbString())->getValue("BASE/TEMP", &directoryList_, 0);
     char buffer[np_path_max];
-    if (directoryList_.length() != 0 || np_fio_tmpdir(buffer, sizeof buffer) != np_ok) return true;
-    directoryList_.assign(buffer);
+    directoryList_ = KtbString();
+    const bool configured = ktbGetConfigOptions(KtbString())->getValue("BASE/TEMP", &directoryList_, 0);
+    if (!configured && np_fio_tmpdir(buffer, sizeof buffer) == np_ok) directoryList_.assign(buffer);
     if (directoryList_.isNull()) *error = KTWT_MESSAGE(29, "(directory array)");
     return !directoryList_.isNull();
 }
@@ -106,7 +107,7 @@ KtWorkTableFile* KTWTManagerImpl::openTable(Open open, KtbString* error) {
     std::unique_ptr<KTWTFileImpl> table = newTable(error);
     if (!table) return nullptr;
     if (open(*table)) return table.release();
-    *error = table->getError();
+    ktwt::setFailure(error, table->getError());
     return nullptr;
 }
 
@@ -143,6 +144,6 @@ bool KTWTManagerImpl::remove(const KtbString& name, KtbString* error) {
     if (!table) return false;
     const KtbString* noColumns = nullptr;
     if (table->open(name, 0, noColumns, nullptr, false) && table->remove()) return true;
-    *error = table->getError();
+    ktwt::setFailure(error, table->getError());
     return false;
 }

@@ -62,10 +62,11 @@ public:
     KtbString getDirectory(int index) const { return directoryAt(index); }
     const KtbString& directoryAt(int index) const;
 
-    // Borrow the sort manager, under the named lock that serialises its use; null when none was made. Each call is matched
-    // by one releaseDatafileManager().
-    KtDatafileManager* getDatafileManager();
-    void releaseDatafileManager();
+    // Borrow the sort manager, under the named lock that serialises its use; null when none was made or the lock cannot be
+    // taken. Each call is matched by one releaseDatafileManager() with the same *held: a lock that was not taken is not let go
+    // of.
+    KtDatafileManager* getDatafileManager(bool* held);
+    void releaseDatafileManager(bool held);
 
 private:
     static constexpr char messageSource[] = "wtmgr";

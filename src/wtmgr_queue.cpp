@@ -55,7 +55,7 @@ void KTWTManagerImpl::dequeue(const KtbString& name) {
     KTWTQueueElement** link = findQueueElement(name);
     KTWTQueueElement* element = *link;
     const bool last = element != nullptr && --element->holders == 0;
-    // Once the manager's lock is released a waiter may take the name, dequeue it and free the element: remember the lock now.
+    // Once the name's lock is released a waiter may take it, dequeue the name and free the element: remember the lock now.
     const ktLock lock = element != nullptr ? element->lock : nullptr;
     if (last) *link = element->next;
     ktLockRelease(managerLock_);

@@ -52,9 +52,11 @@ bool KTWTManagerImpl::setSortStable(bool on) {
     return applySetting([=](KtDatafileManager& sort) { return sort.setSortStable(on); });
 }
 
-KtDatafileManager* KTWTManagerImpl::getDatafileManager() {
-    enqueue(uniqueKey_, &error_);  // whether it could be taken shows in the error alone; the caller gets what there is
-    return datafileManager_;
+KtDatafileManager* KTWTManagerImpl::getDatafileManager(bool* held) {
+    *held = enqueue(uniqueKey_, &error_);
+    return *held ? datafileManager_ : nullptr;
 }
 
-void KTWTManagerImpl::releaseDatafileManager() { dequeue(uniqueKey_); }
+void KTWTManagerImpl::releaseDatafileManager(bool held) {
+    if (held) dequeue(uniqueKey_);
+}

@@ -6,8 +6,9 @@
 
 namespace ktwt {
 
-bool isFileName(const KtbString& name) {
+bool isFileName(const KtbString& name, const char* prefix) {
     const char* text = name.asCstr();
+    if (std::strncmp(text, prefix, std::strlen(prefix)) != 0) return false;
     return *text != '\0' && std::strcmp(text, ".") != 0 && std::strcmp(text, "..") != 0 && std::strchr(text, '/') == nullptr;
 }
 
@@ -60,8 +61,8 @@ PlacedFile createFile(const KTWTManagerImpl& manager, int first, const char* pre
 // An empty entry of the list holds nothing; joined, it would mean the current directory.
 static bool holdsNothing(const KtbString& directory) { return directory.length() == 0; }
 
-PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& name, int mode) {
-    if (!isFileName(name)) {
+PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& name, const char* prefix, int mode) {
+    if (!isFileName(name, prefix)) {
         PlacedFile result;
         result.directory = first;
         return result;
@@ -77,9 +78,9 @@ PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& 
     });
 }
 
-long findFileSize(const KTWTManagerImpl& manager, const KtbString& name) {
+long findFileSize(const KTWTManagerImpl& manager, const KtbString& name, const char* prefix) {
     long size = 0;
-    if (!isFileName(name)) return size;
+    if (!isFileName(name, prefix)) return size;
     tryDirectories(manager, 0, [&](const KtbString& directory, PlacedFile*) {
         char path[np_path_max];
         np_status64 status;

@@ -29,17 +29,19 @@ struct PlacedFile {
 PlacedFile createFile(const KTWTManagerImpl& manager, int first, const char* prefix);
 
 // Opens the file `name` in the first directory that holds it. Goes on only while there is no such file; any other failure ends
-// the search. A name that is no single file name is never looked for: it could lead out of the directories.
-PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& name, int mode);
+// the search. A name that isFileName() refuses is never looked for.
+PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& name, const char* prefix, int mode);
 
-// The size of the file `name` in the first directory that holds it; 0 when none does.
-long findFileSize(const KTWTManagerImpl& manager, const KtbString& name);
+// The size of the file `name` in the first directory that holds it; 0 when none does, or isFileName() refuses the name.
+long findFileSize(const KTWTManagerImpl& manager, const KtbString& name, const char* prefix);
 
 // Splits off the last part of a path. Returns an error code of the file layer.
 int lastPathPart(const KtbString& path, KtbString* name);
 
-// Whether a name is that of a file in a directory: not empty, "." or "..", and without a separator.
-bool isFileName(const KtbString& name);
+// Whether a name is that of a file of ours in a directory: not empty, "." or "..", without a separator, and beginning with the
+// prefix. Names of data and index files come out of header files: they must not lead out of the directories, nor to a file that
+// is not ours to write or to remove. A header file may have been given any name by its owner, and has the prefix "" here.
+bool isFileName(const KtbString& name, const char* prefix);
 
 }  // namespace ktwt
 

@@ -16,7 +16,8 @@ public:
     // The option "BASE/TEMP" is the environment variable KTB_BASE_TEMP (KTB_, then the key in capitals with every character
     // but letters and digits as an underscore), else the line "BASE/TEMP = text" of the file that the environment variable
     // KTB_OPTIONS names ('#' begins a comment line, blanks around key and text are dropped, the first such line counts).
-    // An empty text counts as absent. `flags` is reserved and should be 0.
+    // An empty text counts as absent. When memory is exhausted *value becomes null and the result is true: what may be set must
+    // not pass for absent. `flags` is reserved and should be 0.
     virtual bool getValue(const KtbString& key, KtbString* value, int flags) = 0;
 
 protected:

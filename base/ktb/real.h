@@ -17,10 +17,10 @@ public:
 
     KtbReal() noexcept : high_(0), low_(0), scale_(0), negative_(false), null_(true) {}
 
-    // Reads blanks, a sign, digits with at most one point, an exponent (e or E, sign, digits) and blanks: "-12.50", ".5", "1e3".
-    // A positive exponent beyond the digits writes zeros before the point, a negative one moves the point. Zeros that end
-    // the fraction are dropped when 38 digits cannot hold them. Returns false and becomes null when the text is not of
-    // this form or its value has no exact decimal of this kind; `text` may be null.
+    // Reads blanks, a sign, digits with at most one point, an exponent (e or E, sign, digits) and blanks: "-12.50", ".5",
+    // "1e3". A positive exponent beyond the digits writes zeros before the point, a negative one moves the point. Zeros that
+    // end the fraction are dropped when 38 digits cannot hold them. Returns false and becomes null when the text is not of this
+    // form or its value has no exact decimal of this kind; `text` may be null.
     bool assign(const char* text) noexcept;
 
     void assign(long number) noexcept;

@@ -53,8 +53,8 @@ protected:
     ~KtDatafileManager() = default;
 };
 
-// Makes a sort manager that keeps its run files in the directories of the list (np_dir_listsep between them). Returns null, with the
-// reason in *error, when it cannot be made. The caller ends it with release().
+// Makes a sort manager that keeps its run files in the directories of the list (np_dir_listsep between them). Returns null,
+// with the reason in *error, when it cannot be made. The caller ends it with release().
 KTB_API KtDatafileManager* ktDatafileManagerCreate(const KtbString& directoryList, KtbString* error);
 
 #endif

@@ -51,7 +51,8 @@ protected:
 KTB_API KtWorkTableURI* getWorkTableURIFromComponents(const KtbString& name);
 KTB_API KtWorkTableURI* getWorkTableURIFromComponents(const KtbString& name, long rangeStart, long rangeCount);
 
-// Parses a URI text; null when it is not a URI of the form above (or memory is exhausted). The caller ends the object with release().
+// Parses a URI text; null when it is not a URI of the form above (or memory is exhausted). The caller ends the object with
+// release().
 KTB_API KtWorkTableURI* getURIFromURIString(const KtbString& text);
 
 #endif

@@ -25,15 +25,16 @@ public:
     // Returns false when anything could not be written; the table's files are removed then.
     virtual bool close() = 0;
 
-    // Defines stored column `column` (0 to the column count - 1) before the first row is written. The name must differ from every
-    // other column's, letter case ignored (ASCII). A type code other than boolean, integer, decimal and date is stored as
+    // Defines stored column `column` (0 to the column count - 1) before the first row is written. The name must differ from
+    // every other column's, letter case ignored (ASCII). A type code other than boolean, integer, decimal and date is stored as
     // string. A string value is cut, at a character, to `width` bytes; 0 or less sets no limit. Other types ignore the width.
-    // Returns false for a column out of range (message 1420) and a name used twice (1666). May be called again for the same column.
+    // Returns false for a column out of range (message 1420) and a name used twice (1666). May be called again for the same
+    // column.
     virtual bool defineColumnInfo(int column, KtbString name, ktbType type, int width) = 0;
 
-    // Describes column `column` (0 to getColumns() - 1) of the rows this caller sees: name, type, declared width, and the longest
-    // stored string in bytes, NUL included. Returns false and touches none of them when it is out of range (1420). Any of the
-    // four places may be null.
+    // Describes column `column` (0 to getColumns() - 1) of the rows this caller sees: name, type, declared width, and the
+    // longest stored string in bytes, NUL included. Returns false and touches none of them when it is out of range (1420). Any
+    // of the four places may be null.
     virtual bool getColumnInfo(int column, KtbString* name, ktbType* type, int* width, int* longest) = 0;
 
     // The number of columns that a row has for this caller: the chosen ones, else all stored ones.

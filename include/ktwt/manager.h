@@ -31,16 +31,16 @@ public:
     virtual KtWorkTableFile* copy(long elementSize, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
     virtual bool copy(KtWorkTableFile* target, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
 
-    // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be defined
-    // before the first row; a new pair of files is started whenever the current data file has grown past `elementSize` bytes (0:
-    // never). With `sortColumns` rows are sorted on the way in. Negative counts are refused (message 1420). The caller
-    // releases the table; its name is table->getName().
+    // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be
+    // defined before the first row; a new pair of files is started whenever the current data file has grown past `elementSize`
+    // bytes (0: never). With `sortColumns` rows are sorted on the way in. Negative counts are refused (message 1420). The
+    // caller releases the table; its name is table->getName().
     virtual KtWorkTableFile* create(int columns, long elementSize, KtbString* error) = 0;
     virtual KtWorkTableFile* create(int columns, int sortColumns, long elementSize, KtbString* error) = 0;
 
-    // Named locks: exclusive among the callers of this manager, counted, waiting. enqueue() returns once the caller holds the name;
-    // each enqueue() that succeeded is matched by one dequeue(), from any thread. A thread that enqueues a name twice waits
-    // for somebody else's dequeue(). dequeue() of a name that nobody holds does nothing.
+    // Named locks: exclusive among the callers of this manager, counted, waiting. enqueue() returns once the caller holds the
+    // name; each enqueue() that succeeded is matched by one dequeue(), from any thread. A thread that enqueues a name twice
+    // waits for somebody else's dequeue(). dequeue() of a name that nobody holds does nothing.
     virtual void dequeue(const KtbString& name) = 0;
     virtual bool enqueue(const KtbString& name, KtbString* error) = 0;
 
@@ -49,18 +49,18 @@ public:
     virtual KtbString getError() = 0;
 
     // Open a table read-only. `name` alone may also be a work table URI (see ktb/worktable_uri.h), which can choose rows and
-    // columns. Otherwise `count` columns are chosen by name or by number; -1 chooses all and the array may be null. By number each
-    // column may be chosen once; by name more often, and a name that the table does not have reads as null. `range` is an input: null
-    // or two numbers, first row and row count (-1: to the end). `reversed` delivers the rows of the range from last to first; the
-    // range then only bounds the first row. The caller releases the table; null on failure.
+    // columns. Otherwise `count` columns are chosen by name or by number; -1 chooses all and the array may be null. By number
+    // each column may be chosen once; by name more often, and a name that the table does not have reads as null. `range` is an
+    // input: null or two numbers, first row and row count (-1: to the end). `reversed` delivers the rows of the range from last
+    // to first; the range then only bounds the first row. The caller releases the table; null on failure.
     virtual KtWorkTableFile* open(const KtbString& name, bool reversed, KtbString* error) = 0;
     virtual KtWorkTableFile* open(const KtbString& name, int count, const KtbString* columns, long* range, bool reversed,
                                   KtbString* error) = 0;
     virtual KtWorkTableFile* open(const KtbString& name, int count, int* columns, long* range, bool reversed,
                                   KtbString* error) = 0;
 
-    // Splits the rows of a table into at most *parts ranges for parallel readers: pairs of first row and row count in `ranges`, which
-    // has room for *parts pairs; *parts becomes the number of pairs.
+    // Splits the rows of a table into at most *parts ranges for parallel readers: pairs of first row and row count in `ranges`,
+    // which has room for *parts pairs; *parts becomes the number of pairs.
     virtual bool partition(const KtbString& name, int* parts, long* ranges, KtbString* error) = 0;
 
     // Ends the manager. As with a table's release(), null is ignored only where the operation is taken from its slot.

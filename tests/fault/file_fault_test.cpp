@@ -92,12 +92,19 @@ TEST_F(FileFaultTest, ASettingNeedsTheNamedLockOfTheSortManager) {
     EXPECT_EQ(stage.manager->getError().asCstr(), stage.firstMessage());
 }
 
-TEST_F(FileFaultTest, TheSortManagerIsLentEvenWhenItsLockCannotBeTaken) {
-    with({.call = FileCall::lock}, [&] { EXPECT_EQ(stage.impl()->getDatafileManager(), nullptr); });
-    stage.impl()->releaseDatafileManager();
-    EXPECT_EQ(stage.manager->getError().asCstr(), messageText(29, "(enqueue work table lock)"));
-    EXPECT_EQ(stage.impl()->getDatafileManager(), nullptr);
-    stage.impl()->releaseDatafileManager();
+TEST_F(FileFaultTest, TheSortManagerIsNotLentWithoutItsNamedLock) {
+    bool held = true;
+    with({.call = FileCall::lock}, [&] { EXPECT_EQ(stage.impl()->getDatafileManager(&held), nullptr); });
+    EXPECT_FALSE(held);
+    expectOnly(stage.log, "wtmgr", 29, "(enqueue work table lock)");
+    EXPECT_EQ(stage.manager->getError().asCstr(), stage.firstMessage());
+    stage.impl()->releaseDatafileManager(held);
+    // A lock that is free again can be taken as often as one likes.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(stage.impl()->getDatafileManager(&held), nullptr) << "no setting and no sort column has made one";
+        EXPECT_TRUE(held);
+        stage.impl()->releaseDatafileManager(held);
+    }
 }
 
 // Creating

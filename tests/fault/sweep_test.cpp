@@ -350,22 +350,39 @@ TEST_F(SweepTest, AManagerIsMadeWholeOrNotAtAll) {
     });
 }
 
-TEST_F(SweepTest, TheSystemsDirectoryIsTakenWholeOrNoManagerIsMade) {
-    const EnvironmentVariable noOption("KTB_BASE_TEMP", nullptr);
-    const EnvironmentVariable noFile("KTB_OPTIONS", nullptr);
-    const std::string system = stage.home.file("first work directory");
-    const EnvironmentVariable directory("TMPDIR", system.c_str());
+// Makes managers without a list of directories; each must have the expected list, or not be made.
+void expectDirectoriesOrNoManager(Stage& stage, const std::string& expected) {
     forEachMemoryFault([&](Faults& faults) {
         stage.refresh();
         Manager manager;
         faults.during([&] { manager.reset(ktwtCreateManager(KtbString("", true), KtbString("", true), &stage.error)); });
         if (manager != nullptr) {
-            EXPECT_EQ(manager->getDirectories().asCstr(), system);
+            EXPECT_EQ(manager->getDirectories().asCstr(), expected);
         } else {
             EXPECT_TRUE(faults.injected());
             EXPECT_EQ(stage.error.asCstr(), stage.firstMessage());
         }
     });
+}
+
+TEST_F(SweepTest, TheSystemsDirectoryIsTakenWholeOrNoManagerIsMade) {
+    const EnvironmentVariable noOption("KTB_BASE_TEMP", nullptr);
+    const EnvironmentVariable noFile("KTB_OPTIONS", nullptr);
+    const std::string system = stage.home.file("first work directory");
+    const EnvironmentVariable directory("TMPDIR", system.c_str());
+    expectDirectoriesOrNoManager(stage, system);
+}
+
+// A table must never go elsewhere than it was told to because the option found no memory.
+TEST_F(SweepTest, TheOptionIsTakenWholeOrNoManagerIsMade) {
+    {
+        const EnvironmentVariable option("KTB_BASE_TEMP", stage.directories.c_str());
+        expectDirectoriesOrNoManager(stage, stage.directories);
+    }
+    const EnvironmentVariable noOption("KTB_BASE_TEMP", nullptr);
+    writeFile(stage.home.file("options"), "BASE/TEMP = " + stage.directories + "\n");
+    const EnvironmentVariable file("KTB_OPTIONS", stage.home.file("options").c_str());
+    expectDirectoriesOrNoManager(stage, stage.directories);
 }
 
 TEST_F(SweepTest, AManagerWithoutDirectoriesToFindHasNone) {

@@ -337,6 +337,22 @@ TEST_F(ElementFileTest, ANameThatIsNoFileNameIsAnsweredLikeAMissingFile) {
     EXPECT_EQ(get("outside"), images::integer(1));
 }
 
+// Nor to a file of somebody else's in a work directory, which may be the system's directory for temporary files.
+TEST_F(ElementFileTest, ANameWithoutOurPrefixIsAnsweredLikeAMissingFile) {
+    useDirectories({"a"});
+    const auto owner = writableOwner(oneInteger);
+    put("a/precious", images::integer(1));
+    put("a/ktwte_d", images::integer(1));
+    for (const bool asIndex : {false, true}) {
+        KTWTFileElement element(owner.get());
+        ASSERT_TRUE(restore(element, {.name = asIndex ? "ktwte_d" : "precious", .index = asIndex ? "precious" : "", .rows = 1}));
+        EXPECT_FALSE(element.open(true));
+        EXPECT_FALSE(element.remove());
+    }
+    EXPECT_EQ(get("a/precious"), images::integer(1));
+    EXPECT_EQ(get("a/ktwte_d"), images::integer(1));
+}
+
 TEST_F(ElementFileTest, AnEmptyNameIsNeverOpened) {
     const auto owner = readingOwner(oneInteger);
     KTWTFileElement element(owner.get());

@@ -260,6 +260,16 @@ TEST_F(HeaderTest, TakesALabelWithoutNulAsFarAsItsLengthGoes) {
     EXPECT_EQ(bytes, header.bytes());
 }
 
+TEST_F(HeaderTest, RefusesALabelThatWouldBeTooLongWithItsNul) {
+    images::Header header;
+    header.label = std::string(4096, 'l');
+    header.labelLength = 4096;
+    EXPECT_TRUE(refuses(header.bytes(), "wtfile", 1787));
+    header.label.pop_back();
+    header.labelLength = 4096;
+    EXPECT_TRUE(opens(header.bytes()));
+}
+
 TEST_F(HeaderTest, IsNeverWrittenByATableThatIsRead) {
     const std::string bytes = oneColumn().bytes() + "a tail that a rewritten header would lose";
     ASSERT_TRUE(opens(bytes));
@@ -469,6 +479,20 @@ TEST_F(HeaderTest, OfANameThatIsNoFileNameIsAnsweredLikeAMissingOne) {
         EXPECT_TRUE(says(opened_->getError(), "wtfile", 1353, {"\"" + name + "\"", np_fio_errdesc(np_err_no_such_file)}))
             << name;
         EXPECT_TRUE(opened_->close());
+    }
+}
+
+TEST_F(HeaderTest, ThatCountsMoreRowsThanCanBeCountedOnHasNoRange) {
+    images::Header header = oneColumn();
+    for (const std::int64_t rows : {INT64_MAX / 2, INT64_MAX / 2 + 1}) {
+        header.rows = rows;
+        put("ktwt_t", header.bytes());
+        opened_ = table();
+        long range[2] = {rows - 1, -1};
+        const KtbString* all = nullptr;
+        const bool counts = rows == INT64_MAX / 2;
+        EXPECT_EQ(opened_->open("ktwt_t", -1, all, range, false), counts);
+        EXPECT_EQ(says(opened_->getError(), "wtfile", 1301, {"element definition"}), !counts);
     }
 }
 

@@ -57,10 +57,10 @@ TEST_F(ColumnsTest, EmptyNameIsANameLikeAnyOther) {
     EXPECT_TRUE(define(1, {"b"}));
 }
 
-TEST_F(ColumnsTest, NullNameIsTakenByEveryColumnThatIsNotDefined) {
+TEST_F(ColumnsTest, NullNameIsOneThatMemoryCouldNotHold) {
     ASSERT_TRUE(tryMakeTable(2));
     EXPECT_FALSE(table_->defineColumnInfo(0, KtbString(nullptr), ktbTypeInteger, 0));
-    EXPECT_TRUE(says(table_->getError(), "wtfile", 1666, ""));
+    EXPECT_TRUE(says(table_->getError(), "wtfile", 29, "(column name)"));
 }
 
 TEST_F(ColumnsTest, ColumnMayBeDefinedAgain) {

@@ -46,11 +46,14 @@ public:
 
     bool getValue(const KtbString& key, KtbString* value, int) override {
         KtbString variable;
-        if (key.length() == 0 || !makeVariable(key, &variable)) return false;
-        const char* environment = textOfEnvironment(variable);
-        KtbString text(environment);
-        if (!environment && !textOfFile(key, &text)) return false;
-        if (text.length() == 0) return false;
+        if (key.cStrSize() == 1) return false;
+        KtbString text(nullptr);
+        if (makeVariable(key, &variable)) {
+            const char* environment = textOfEnvironment(variable);
+            text = KtbString(environment);
+            if (!environment && !textOfFile(key, &text)) return false;
+            if (!text.isNull() && text.length() == 0) return false;
+        }
         *value = std::move(text);
         return true;
     }

@@ -43,6 +43,8 @@ public:
         : file_(uninterrupted([&] { return ktb_os_open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0); })),
           buffer_(new (std::nothrow) char[lineBytesMax]) {}
 
+    bool hasMemory() const { return buffer_ != nullptr; }
+
     bool isOpen() const {
         struct stat status;
         return buffer_ && file_.isOpen() && uninterrupted([&] { return ktb_os_fstat(file_.number(), &status); }) == 0 &&
@@ -115,6 +117,10 @@ private:
 
 bool readOptionFromFile(const char* path, const char* key, KtbString* text) {
     LineReader reader(path);
+    if (!reader.hasMemory()) {
+        text->setNull();
+        return true;
+    }
     if (!reader.isOpen()) return false;
     std::string_view line;
     std::string_view found;
@@ -122,8 +128,7 @@ bool readOptionFromFile(const char* path, const char* key, KtbString* text) {
         if (!readLine(line, key, &found)) continue;
         KtbString copy;
         copy.assign(found.data(), static_cast<int>(found.size()));
-        if (copy.isNull()) return false;
-        *text = std::move(copy);
+        *text = std::move(copy);  // null when memory is exhausted: the option is set, to a text that cannot be had
         return true;
     }
     return false;

@@ -4,7 +4,8 @@
 
 #include "ktb/string.h"
 
-// Puts the text of the first line with this key into *text and returns true; the text may be empty. Returns false, with *text
+// Puts the text of the first line with this key into *text and returns true; the text may be empty, or null when memory is
+// exhausted. Returns false, with *text
 // unchanged, when there is none. A file that cannot be read has none, and one that can be read in part has those of that part.
 bool readOptionFromFile(const char* path, const char* key, KtbString* text);
 
