@@ -24,15 +24,16 @@ public:
     // Returns false when anything could not be written; the table's files are removed then.
     virtual bool close() = 0;
 
-    // Defines stored column `column` (0 to the column count - 1) before the first row is written. The name must differ from every
-    // other column's, letter case ignored (ASCII). A type code other than boolean, integer, decimal and date is stored as
+    // Defines stored column `column` (0 to the column count - 1) before the first row is written. The name must differ from
+    // every other column's, letter case ignored (ASCII). A type code other than boolean, integer, decimal and date is stored as
     // string. A string value is cut, at a character, to `width` bytes; 0 or less sets no limit. Other types ignore the width.
-    // Returns false for a column out of range (message 1420) and a name used twice (1666). May be called again for the same column.
+    // Returns false for a column out of range (message 1420) and a name used twice (1666). May be called again for the same
+    // column.
     virtual bool defineColumnInfo(int column, KtbString name, ktbType type, int width) = 0;
 
-    // Describes column `column` (0 to getColumns() - 1) of the rows this caller sees: name, type, declared width, and the longest
-    // stored string in bytes, NUL included. Returns false and touches none of them when it is out of range (1420). Any of the
-    // four places may be null.
+    // Describes column `column` (0 to getColumns() - 1) of the rows this caller sees: name, type, declared width, and the
+    // longest stored string in bytes, NUL included. Returns false and touches none of them when it is out of range (1420). Any
+    // of the four places may be null.
     virtual bool getColumnInfo(int column, KtbString* name, ktbType* type, int* width, int* longest) = 0;
 
     // The number of columns that a row has for this caller: the chosen ones, else all stored ones.
@@ -48,12 +49,29 @@ public:
     virtual bool readRow(KtbDatavar* values, bool* end) = 0;
     virtual bool readRow(KtbDatavar** values, bool* end) = 0;
 
-    // Reads the next `count` rows (negative: getRows() - first) into *out as an XML document.
+    // Reads the next `count` rows, from where the table stands, into *out as one XML document, which replaces what was there.
+    // `first` moves nothing: it is looked at only when `count` is negative, which asks for getRows() - first rows, a
+    // difference of 32 bits; 0 or less then asks for none.
+    //
+    // The document is a bean in UTF-8 on a single line. It lists the names of the stored columns and for each row as many
+    // values: those of the columns that this caller sees, from the first on. What he sees beyond that number is left out, what
+    // is missing is empty, and so is a null. In the values "&", "'" and "<" are escaped and nothing else; the names of the
+    // table and its columns are not. So names with markup, bytes that are not UTF-8, control characters and "]]>" make a
+    // document that XML parsers refuse.
+    //
+    // With an `end`, rows that run out, or one that cannot be read, only end the list: the document is complete, the result is
+    // true, and *end tells whether the rows ran out; when it is false and rows are missing, getError() says why. Without one
+    // (null) every row must be there. When one is not, or memory is exhausted (a document of more than 2,147,483,646 bytes
+    // counts as that), the result is false (29) and *out holds the beginning of the document. A null `out` is refused.
     virtual bool readRows(long first, int count, KtbString* out, bool* end) = 0;
 
     virtual void release() = 0;  // closes the table and frees the object; ignores null
 
-    // Returns a cursor over the table's figures, which the caller releases and which may outlive the table; null on failure.
+    // Returns a cursor over the table's figures as they are now, which the caller releases and which may outlive the table and
+    // its manager; null when memory is exhausted (29). It has the columns "Statistic" and "Value" and a row for each of these:
+    // "AccessKey" (the label in the table's header), "Columns" (as getColumns()), "ElementSize" (0: a single data element),
+    // "Elements", "Rows" and "Version" (of the header, in hundredths: 203 is shown as 2.3, 210 as 2.10). What is asked of it
+    // beyond its rows and columns, or before the first next(), is an empty text.
     virtual KtbStringCursor* statistics() = 0;
 
     // Returns the URI from which the manager's open() opens the same rows and columns again; empty on failure. A table that
