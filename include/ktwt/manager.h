@@ -21,26 +21,36 @@
 
 class KtWorkTableManager : public KtDatafileManagerSortAndSize {
 public:
-    // Appends the rows of `source` to `target`, whose columns must agree in number, name and type. Takes the target's named
-    // lock meanwhile, unless `noLock` is true.
+    // Appends the rows of `source` to `target`, whose columns must agree in number (else 1769), name (1770) and type (1771).
+    // `source` may be a work table URI; columns that it chooses must agree in number only, and are taken in their order. Takes
+    // the target's named lock meanwhile, unless `noLock` is true: the caller then sees to it that nobody else appends to that
+    // table. A table can be appended to itself, which doubles its rows. After a failure the target keeps its earlier rows, and
+    // those of the new ones that came before a row that could not be read; when new rows cannot be stored, none of them.
     virtual bool append(const KtbString& target, const KtbString& source, KtbString* error) = 0;
     virtual bool append(const KtbString& target, const KtbString& source, bool noLock, KtbString* error) = 0;
 
-    // Copies `source`, found through the manager of another access key or through `owner`, into a new table or an open one.
+    // Copy the columns and rows of `source`, a name or a work table URI, found through the manager of another access key or
+    // through `owner`, which this library must have made. The two that make a new table, with `elementSize` as for create(),
+    // return it still open for writing: the caller closes and releases it; null on failure, with nothing left behind. An
+    // `accessKey` that is empty or this manager's means this manager; for any other *error must be empty on entry. The third
+    // copies into `target`, made by this library and open for writing, closes it, and opens it again for reading. Its number of
+    // columns must be the source's (1769). One without rows takes over the source's column definitions; one with rows must
+    // agree with them (1770, 1771). A finished target is refused (1768) and unharmed; after any other failure the target is as
+    // after a failure of its own.
     virtual KtWorkTableFile* copy(long elementSize, const KtbString& accessKey, const KtbString& source, KtbString* error) = 0;
     virtual KtWorkTableFile* copy(long elementSize, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
     virtual bool copy(KtWorkTableFile* target, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
 
-    // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be defined
-    // before the first row; a new pair of files is started whenever the current data file has grown past `elementSize` bytes (0:
-    // never). With `sortColumns` rows are sorted on the way in. Negative counts are refused (message 1420). The caller
-    // releases the table; its name is table->getName().
+    // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be
+    // defined before the first row; a new pair of files is started whenever the current data file has grown past `elementSize`
+    // bytes (0: never). With `sortColumns` rows are sorted on the way in. Negative counts are refused (message 1420). The
+    // caller releases the table; its name is table->getName().
     virtual KtWorkTableFile* create(int columns, long elementSize, KtbString* error) = 0;
     virtual KtWorkTableFile* create(int columns, int sortColumns, long elementSize, KtbString* error) = 0;
 
-    // Named locks: exclusive among the callers of this manager, counted, waiting. enqueue() returns once the caller holds the name;
-    // each enqueue() that succeeded is matched by one dequeue(), from any thread. A thread that enqueues a name twice waits
-    // for somebody else's dequeue(). dequeue() of a name that nobody holds does nothing.
+    // Named locks: exclusive among the callers of this manager, counted, waiting. enqueue() returns once the caller holds the
+    // name; each enqueue() that succeeded is matched by one dequeue(), from any thread. A thread that enqueues a name twice
+    // waits for somebody else's dequeue(). dequeue() of a name that nobody holds does nothing.
     virtual void dequeue(const KtbString& name) = 0;
     virtual bool enqueue(const KtbString& name, KtbString* error) = 0;
 
@@ -49,18 +59,20 @@ public:
     virtual KtbString getError() = 0;
 
     // Open a table read-only. `name` alone may also be a work table URI (see ktb/worktable_uri.h), which can choose rows and
-    // columns. Otherwise `count` columns are chosen by name or by number; -1 chooses all and the array may be null. By number each
-    // column may be chosen once; by name more often, and a name that the table does not have reads as null. `range` is an input: null
-    // or two numbers, first row and row count (-1: to the end). `reversed` delivers the rows of the range from last to first; the
-    // range then only bounds the first row. The caller releases the table; null on failure.
+    // columns. Otherwise `count` columns are chosen by name or by number; -1 chooses all and the array may be null. By number
+    // each column may be chosen once; by name more often, and a name that the table does not have reads as null. `range` is an
+    // input: null or two numbers, first row and row count (-1: to the end). `reversed` delivers the rows of the range from last
+    // to first; the range then only bounds the first row. The caller releases the table; null on failure.
     virtual KtWorkTableFile* open(const KtbString& name, bool reversed, KtbString* error) = 0;
     virtual KtWorkTableFile* open(const KtbString& name, int count, const KtbString* columns, long* range, bool reversed,
                                   KtbString* error) = 0;
     virtual KtWorkTableFile* open(const KtbString& name, int count, int* columns, long* range, bool reversed,
                                   KtbString* error) = 0;
 
-    // Splits the rows of a table into at most *parts ranges for parallel readers: pairs of first row and row count in `ranges`, which
-    // has room for *parts pairs; *parts becomes the number of pairs.
+    // Splits the rows of a table into at most *parts ranges for parallel readers: pairs of first row and row count in `ranges`,
+    // which has room for *parts pairs; *parts becomes the number of pairs. Fewer than 1 part gives none, 1 the whole table.
+    // Ranges keep to single data elements when there are at least as many parts as elements; otherwise, and in a table of one
+    // element, all rows are split evenly.
     virtual bool partition(const KtbString& name, int* parts, long* ranges, KtbString* error) = 0;
 
     virtual void release() = 0;  // ends the manager; ignores null
