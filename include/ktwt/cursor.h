@@ -1,18 +1,19 @@
 // Cursors: a work table read and built row by row, as typed values or as text.
 //
-// Reading:  setWorkTable(), or a table just built; next() until it no longer gives ktbCursorRow; top() goes back before the
-// first row. Building: addColumn() for each column, createColumns(), then per row initRow(), setColumnValue() for the columns
-// to fill,
-//           finalizeRow(); at the end finalize(), after which the cursor reads the new table from its first row.
+// Reading:   setWorkTable(), or a table just built; next() until it no longer gives ktbCursorRow; top() goes back before the
+//            first row.
+// Building:  addColumn() for each column, createColumns(), then per row initRow(), setColumnValue() for the columns to fill,
+//            finalizeRow(); at the end finalize(), after which the cursor reads the new table from its first row.
 //
 // Threads:   one thread at a time per cursor.
 // Ownership: made by a factory below, ended by release(), never by delete; must not outlive its manager. A cursor owns the
-// table it
-//            holds, and removes it from disk when the cursor is cleared or released, unless setReleaseFlag(false) was called.
-//            A pointer from getWorkTable(false) is stale after top(), finalize(), copy(), setWorkTable() and release().
-// Failure:   an operation returns false (an empty text, 0, or ktbCursorFailed) and getErrorMessage() says why. Without a table,
-// or with
-//            a column that the row does not have, the answer is the same.
+//            table it holds, and removes it from disk when the cursor is cleared or released, unless setReleaseFlag(false)
+//            was called. A pointer from getWorkTable(false) is stale after top(), finalize(), copy(), createColumns(),
+//            setWorkTable() and release().
+// Failure:   an operation returns false (a null, 0, or ktbCursorFailed) and getErrorMessage() says why. Without a table, or
+//            with a column that the row does not have, the answer is the same. What an operation without such a result could
+//            not do is told by the next one that can: addColumn() by createColumns(), setColumnValue() by finalizeRow(), and
+//            a value that memory could not hold by next(), until top().
 #ifndef KTWT_CURSOR_H
 #define KTWT_CURSOR_H
 

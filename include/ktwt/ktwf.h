@@ -12,6 +12,8 @@
 #ifndef KTWT_KTWF_H
 #define KTWT_KTWF_H
 
+#include <string.h>
+
 #include "ktb/export.h"
 
 #ifdef __cplusplus
@@ -44,7 +46,9 @@ extern KTB_API const struct KTWFCursorFPs ktwfCursorFPs;
 
 /* The table of a record: its first word. */
 static inline const struct KTWFCursorFPs* ktwfTable(const KTWFCursor* record) {
-    return *(const struct KTWFCursorFPs* const*)(const void*)record;
+    const struct KTWFCursorFPs* table;
+    memcpy(&table, record, sizeof table);
+    return table;
 }
 
 #ifdef __cplusplus
