@@ -326,34 +326,34 @@ TEST_F(RealObjectTest, TheDestructorsAreBehindTheOperations) {
 
 // A cursor of one of the three kinds, driven by the numbers of its slots. Those after getColumnType are one further on in the
 // typed one.
-template <class C, class Value>
+template <class Cursor, class Value>
 class CursorBySlots {
 public:
-    CursorBySlots(C* cursor, std::size_t afterType) : cursor_(cursor), afterType_(afterType) {}
+    CursorBySlots(Cursor* cursor, std::size_t afterType) : cursor_(cursor), afterType_(afterType) {}
 
     template <class Function, class... Arguments>
     auto call(std::size_t slot, Arguments... arguments) const {
         return slotOf<Function>(cursor_, slot < 2 ? slot : slot + afterType_)(cursor_, arguments...);
     }
 
-    std::string name(int column) const { return call<KtbString(C*, int)>(1, column).asCstr(); }
-    int columns() const { return call<int(C*)>(2); }
-    Value value(int column) const { return call<Value(C*, int)>(3, column); }
-    std::string error() const { return call<KtbString(C*)>(4).asCstr(); }
-    bool rows(long* rows) const { return call<bool(C*, long*)>(5, rows); }
-    int next() const { return call<int(C*)>(6); }
-    void release() const { call<void(C*)>(7); }
-    bool top() const { return call<bool(C*)>(8); }
-    F* table(bool detach) const { return call<F*(C*, bool)>(16, detach); }
-    C* cursor() const { return cursor_; }
+    std::string name(int column) const { return call<KtbString(Cursor*, int)>(1, column).asCstr(); }
+    int columns() const { return call<int(Cursor*)>(2); }
+    Value value(int column) const { return call<Value(Cursor*, int)>(3, column); }
+    std::string error() const { return call<KtbString(Cursor*)>(4).asCstr(); }
+    bool rows(long* rows) const { return call<bool(Cursor*, long*)>(5, rows); }
+    int next() const { return call<int(Cursor*)>(6); }
+    void release() const { call<void(Cursor*)>(7); }
+    bool top() const { return call<bool(Cursor*)>(8); }
+    F* table(bool detach) const { return call<F*(Cursor*, bool)>(16, detach); }
+    Cursor* cursor() const { return cursor_; }
 
     // Writes a row of that value, and reads it from the first row twice.
     void writeAndRead(const Value& written) const {
-        ASSERT_TRUE(call<bool(C*)>(15)) << error();
-        ASSERT_TRUE(call<bool(C*)>(9)) << error();
-        slotOf<void(C*, int, const Value&)>(cursor_, 10 + afterType_)(cursor_, 0, written);
-        ASSERT_TRUE(call<bool(C*)>(11)) << error();
-        ASSERT_TRUE(call<bool(C*)>(12)) << error();
+        ASSERT_TRUE(call<bool(Cursor*)>(15)) << error();
+        ASSERT_TRUE(call<bool(Cursor*)>(9)) << error();
+        slotOf<void(Cursor*, int, const Value&)>(cursor_, 10 + afterType_)(cursor_, 0, written);
+        ASSERT_TRUE(call<bool(Cursor*)>(11)) << error();
+        ASSERT_TRUE(call<bool(Cursor*)>(12)) << error();
         readOneRow(written);
         ASSERT_TRUE(top()) << error();
         readOneRow(written);
@@ -361,7 +361,7 @@ public:
 
     void readOneRow(const Value& written) const {
         long count = 0;
-        EXPECT_TRUE(call<bool(C*)>(0));
+        EXPECT_TRUE(call<bool(Cursor*)>(0));
         EXPECT_EQ(name(0), "column");
         EXPECT_EQ(columns(), 1);
         EXPECT_TRUE(rows(&count));
@@ -375,43 +375,44 @@ public:
         F* table = other.table(true);
         EXPECT_NE(table, nullptr);
         EXPECT_EQ(other.table(false), nullptr);
-        call<void(C*, bool)>(18, false);
-        EXPECT_TRUE((call<bool(C*, F*)>(17, table)));
+        call<void(Cursor*, bool)>(18, false);
+        EXPECT_TRUE((call<bool(Cursor*, F*)>(17, table)));
         EXPECT_EQ(this->table(false), table);
-        call<void(C*, bool)>(18, true);
+        call<void(Cursor*, bool)>(18, true);
     }
 
 private:
     static KtbString textOf(const KtbString& text) { return text; }
     static KtbString textOf(const KtbDatavar& value) { return value.asString(); }
 
-    C* cursor_;
+    Cursor* cursor_;
     std::size_t afterType_;
 };
 
 TEST_F(RealObjectTest, ATypedCursorsOperationsAreInTheirSlots) {
-    using C = KtWorkTableCursor;
-    const CursorBySlots<C, KtbDatavar> first(ktwtCreateCursor(manager), 1);
-    const CursorBySlots<C, KtbDatavar> second(ktwtCreateCursor(manager), 1);
-    slotOf<void(C*, const KtbString&, ktbType)>(first.cursor(), 15)(first.cursor(), "column", ktbTypeInteger);
+    using Typed = KtWorkTableCursor;
+    const CursorBySlots<Typed, KtbDatavar> first(ktwtCreateCursor(manager), 1);
+    const CursorBySlots<Typed, KtbDatavar> second(ktwtCreateCursor(manager), 1);
+    slotOf<void(Typed*, const KtbString&, ktbType)>(first.cursor(), 15)(first.cursor(), "column", ktbTypeInteger);
     KtbDatavar value;
     value.assign(42);
     first.writeAndRead(value);
-    EXPECT_EQ((slotOf<ktbType(C*, int)>(first.cursor(), 2)(first.cursor(), 0)), ktbTypeInteger);
-    EXPECT_TRUE((slotOf<bool(C*, KtbDatavarCursor*)>(second.cursor(), 14)(second.cursor(), first.cursor()))) << second.error();
+    EXPECT_EQ((slotOf<ktbType(Typed*, int)>(first.cursor(), 2)(first.cursor(), 0)), ktbTypeInteger);
+    EXPECT_TRUE((slotOf<bool(Typed*, KtbDatavarCursor*)>(second.cursor(), 14)(second.cursor(), first.cursor())))
+        << second.error();
     second.readOneRow(value);
     second.exchangeTables(first);
     first.release();
     second.release();
 }
 
-template <class C>
-void driveStringCursors(C* one, C* other) {
-    const CursorBySlots<C, KtbString> first(one, 0);
-    const CursorBySlots<C, KtbString> second(other, 0);
-    slotOf<void(C*, const KtbString&)>(one, 14)(one, "column");
+template <class Cursor>
+void driveStringCursors(Cursor* one, Cursor* other) {
+    const CursorBySlots<Cursor, KtbString> first(one, 0);
+    const CursorBySlots<Cursor, KtbString> second(other, 0);
+    slotOf<void(Cursor*, const KtbString&)>(one, 14)(one, "column");
     first.writeAndRead("value");
-    EXPECT_TRUE((slotOf<bool(C*, KtbStringCursor*)>(other, 13)(other, one))) << second.error();
+    EXPECT_TRUE((slotOf<bool(Cursor*, KtbStringCursor*)>(other, 13)(other, one))) << second.error();
     second.readOneRow("value");
     second.exchangeTables(first);
     first.release();
