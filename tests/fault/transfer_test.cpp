@@ -73,7 +73,7 @@ TEST_F(TransferFaultTest, ANewCopyIsWholeOrGone) {
 TEST_F(TransferFaultTest, ACopyIntoATargetIsWholeOrReported) {
     forEachFault([&](Faults& faults) {
         stage.refresh();
-        const Table target = stage.create();
+        Table target = stage.create();
         ASSERT_NE(target, nullptr);
         bool copied = false;
         faults.during([&] { copied = stage.manager->copy(target.get(), stage.manager.get(), kept(), &stage.error); });
@@ -82,10 +82,10 @@ TEST_F(TransferFaultTest, ACopyIntoATargetIsWholeOrReported) {
         } else {
             expectExplained(faults);
         }
-        target.get()->close();  // a failure here is that of the copy
-        stage.refresh();
+        target.reset();
+        stage.clearAway();
+        stage.expectUnharmed();
     });
-    stage.clearAway();
 }
 
 // Whatever fails, the rows of before stay: the new ones follow them, or the first of them, or none.
@@ -110,9 +110,10 @@ TEST_F(TransferFaultTest, AnAppendNeverCostsTheEarlierRows) {
         if (rows) {
             EXPECT_TRUE(isPrefixOfBoth(*rows)) << rows->size();
             EXPECT_TRUE(!appended || rows->size() == 2 * rowCount);
-            const std::string next = name;
-            EXPECT_TRUE(stage.manager->append(next.c_str(), stage.kept.c_str(), &stage.error)) << stage.error.asCstr();
-            EXPECT_EQ(stage.stored(next)->size(), rows->size() + rowCount);
+        }
+        if (rows && !faults.isLasting()) {
+            EXPECT_TRUE(stage.manager->append(name.c_str(), stage.kept.c_str(), &stage.error)) << stage.error.asCstr();
+            EXPECT_EQ(stage.stored(name)->size(), rows->size() + rowCount);
         }
         stage.clearAway();
         stage.expectUnharmed();
