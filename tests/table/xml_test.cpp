@@ -596,7 +596,7 @@ TEST_F(XmlParserTest, NamesWithMarkupAreNotEscaped) {
     finish();
     ASSERT_TRUE(reopen());
     ASSERT_TRUE(readWithoutEnd(0, -1));
-    EXPECT_NE(xmllint("--noout").status, 0);
+    EXPECT_EQ(xmllint("--noout").status, 1);  // what xmllint says of a document that is not well-formed
 }
 
 TEST_F(XmlParserTest, RandomTablesAreReadByTheParserAsTheyWereWritten) {
