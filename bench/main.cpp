@@ -65,6 +65,8 @@ constexpr Ratio ratios[] = {
     {"reversed read, of the speed forwards", "readReversed", "readRows", "at least 0.8"},
     {"two of eight columns, times all", "readTwoColumns", "readRows", "at least 1.5"},
     {"open at a row, of the speed by hand", "openAtRow", "openAtRowByHand", "at least 0.5"},
+    {"copy, times a read and a write", "copyTable", "readThenWriteTable", "at least 1"},
+    {"100 rows to a large table, of a small", "appendToLarge", "appendToSmall", "about 1"},
 };
 
 // What has no other side to be compared with.
