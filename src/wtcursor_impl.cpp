@@ -81,22 +81,16 @@ ktbType KtWorkTableCursorImpl::getColumnType(int column) {
     return describe(column, nullptr, &type) ? type : ktbTypeNone;
 }
 
-const KtbDatavar* KtWorkTableCursorImpl::findValue(int column) {
-    if (!hasTable()) return nullptr;
-    if (!readRow_.exists()) {
-        fail(KtbString("The cursor has not read a row yet.", true));
-        return nullptr;
-    }
-    if (readRow_.has(column)) return &readRow_[column];
-    fail(KTWT_MESSAGE(1420));
+const KtbDatavar* KtWorkTableCursorImpl::missValue() {
+    if (hasTable()) fail(readRow_.exists() ? KTWT_MESSAGE(1420) : KtbString("The cursor has not read a row yet.", true));
     return nullptr;
 }
 
 KtbDatavar KtWorkTableCursorImpl::getColumnValue(int column) {
     const KtbDatavar* value = findValue(column);
-    if (value == nullptr) return KtbDatavar();
-    KtbDatavar copied = *value;
-    if (copied.isNull() != value->isNull()) loseReadValue();
+    // One object and one return, so that it is made in the caller's place and not moved there.
+    KtbDatavar copied = value != nullptr ? *value : KtbDatavar();
+    if (value != nullptr && copied.isNull() != value->isNull()) loseReadValue();
     return copied;
 }
 

@@ -31,7 +31,7 @@ public:
 
     bool exists() const { return values_ != nullptr; }
     int count() const { return count_; }
-    bool has(int column) const { return column >= 0 && column < count_; }
+    bool has(int column) const { return static_cast<unsigned>(column) < static_cast<unsigned>(count_); }
     KtbDatavar* values() { return values_.get(); }
     KtbDatavar& operator[](int column) { return values_[static_cast<std::size_t>(column)]; }
 
@@ -86,7 +86,9 @@ public:
     }
 
     // The value in the row read last, until the next row is read; null, with a text, when there is none.
-    const KtbDatavar* findValue(int column);
+    const KtbDatavar* findValue(int column) {
+        return table_ != nullptr && readRow_.has(column) ? &readRow_[column] : missValue();
+    }
 
     // Note that memory could not hold what was on its way to the caller, into the row to be written, or among the columns to be
     // created.
@@ -102,6 +104,7 @@ private:
     bool fail(const KtbString& text);
     bool hasTable();
     bool hasManager();
+    const KtbDatavar* missValue();
     bool describe(int column, KtbString* name, ktbType* type);
     bool copyNames(KtbString* names);
     bool defineColumns(KtWorkTableFile* table, KtbString* names);

@@ -27,9 +27,9 @@ template <class Interface>
 template <class Convert>
 KtbString KTWTStringCursor<Interface>::readText(int column, Convert convert) {
     const KtbDatavar* value = cursor_.findValue(column);
-    if (value == nullptr) return KtbString(nullptr);
-    KtbString text = convert(*value);
-    if (text.isNull() && !value->isNull()) cursor_.loseReadValue();
+    // One object and one return, so that it is made in the caller's place and not moved there.
+    KtbString text = value != nullptr ? convert(*value) : KtbString(nullptr);
+    if (value != nullptr && text.isNull() && !value->isNull()) cursor_.loseReadValue();
     return text;
 }
 
