@@ -126,7 +126,7 @@ bool KTWTFileImpl::endAppending() {
 // nobody can tell any more what the table holds, and it is removed.
 bool KTWTFileImpl::replaceHeader() {
     if (headerFile_ == nullptr) return true;  // the table could not be opened
-    const auto size = static_cast<unsigned long>(headerSize());
+    const auto size = static_cast<unsigned long>(std::max(headerSize(), 0L));
     const std::unique_ptr<unsigned char[]> before(new (std::nothrow) unsigned char[size]);
     if (!before) return fail(KTWT_MESSAGE(29, "(work table header)"));
     if (np_fio_seek64(headerFile_, 0, np_from_start) < 0) return fail(KTWT_MESSAGE(453, "(work table header)"));

@@ -77,7 +77,8 @@ TEST_F(SharedManagerTest, OneTableIsCopiedAndPartitionedByAll) {
     inParallel([&](int) {
         for (int round = 0; round < rounds; ++round) {
             KtbString error;
-            Table copy(manager_->copy(100, manager_.get(), ktb(source), &error));
+            Table copy(round % 2 == 0 ? manager_->copy(100, manager_.get(), ktb(source), &error)
+                                      : manager_->copy(100, "another key", ktb(source), &error));
             ASSERT_NE(copy, nullptr) << error.asCstr();
             rowsCopied += copy->getRows();
             ASSERT_TRUE(copy->close());
