@@ -38,6 +38,33 @@ std::string errorOf(AnyCursor& cursor) {
     return bytesOf(cursor.getErrorMessage());
 }
 
+// That what is asked for is refused because there is no table. Another text comes first, so that a former one is not taken for
+// it.
+template <class AnyCursor, class Asked>
+void expectTold(AnyCursor& cursor, Asked asked) {
+    EXPECT_FALSE(cursor.copy(nullptr));
+    asked();
+    EXPECT_EQ(errorOf(cursor), "The cursor has no work table.");
+}
+
+// That every operation that needs a table answers as one that has none.
+template <class AnyCursor>
+void expectNoTable(AnyCursor& cursor) {
+    long rows = 5;
+    EXPECT_EQ(cursor.getWorkTable(false), nullptr);
+    EXPECT_TRUE(cursor.cacheAll());
+    expectTold(cursor, [&] { EXPECT_EQ(cursor.getColumns(), 0); });
+    expectTold(cursor, [&] { EXPECT_FALSE(cursor.getRows(&rows)); });
+    EXPECT_EQ(rows, 0);
+    expectTold(cursor, [&] { EXPECT_STREQ(cursor.getColumnName(0).asCstr(), ""); });
+    expectTold(cursor, [&] { EXPECT_TRUE(cursor.getColumnValue(0).isNull()); });
+    expectTold(cursor, [&] { EXPECT_EQ(cursor.next(), ktbCursorFailed); });
+    expectTold(cursor, [&] { EXPECT_FALSE(cursor.top()); });
+    expectTold(cursor, [&] { EXPECT_FALSE(cursor.initRow()); });
+    expectTold(cursor, [&] { EXPECT_FALSE(cursor.finalizeRow()); });
+    expectTold(cursor, [&] { EXPECT_FALSE(cursor.finalize()); });
+}
+
 // The rows that the cursor delivers until its end.
 inline Rows rowsOf(KtWorkTableCursor& cursor) {
     Rows rows;

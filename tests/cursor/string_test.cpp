@@ -108,31 +108,8 @@ TEST_P(StringCursorTest, ValuesOfEveryTypeReadAsTexts) {
 TEST_P(StringCursorTest, FailuresAreThoseOfTheTypedCursor) {
     EXPECT_FALSE(cursor_->createColumns());
     EXPECT_EQ(errorOf(*cursor_), "Cannot create zero columns");
-    const std::string none = "The cursor has no work table.";
-    long rows = 3;
-    const auto told = [&] { return errorOf(*cursor_) == none && !cursor_->copy(nullptr); };
-    cursor_->copy(nullptr);
-    EXPECT_EQ(cursor_->getColumns(), 0);
-    EXPECT_TRUE(told());
-    EXPECT_FALSE(cursor_->getRows(&rows));
-    EXPECT_TRUE(told());
-    EXPECT_STREQ(cursor_->getColumnName(0).asCstr(), "");
-    EXPECT_TRUE(told());
-    EXPECT_TRUE(cursor_->getColumnValue(0).isNull());
-    EXPECT_TRUE(told());
-    EXPECT_EQ(cursor_->next(), ktbCursorFailed);
-    EXPECT_TRUE(told());
-    EXPECT_FALSE(cursor_->top());
-    EXPECT_TRUE(told());
-    EXPECT_FALSE(cursor_->initRow());
-    EXPECT_TRUE(told());
-    cursor_->setColumnValue(0, "x");
-    EXPECT_TRUE(told());
-    EXPECT_FALSE(cursor_->finalizeRow());
-    EXPECT_TRUE(told());
-    EXPECT_FALSE(cursor_->finalize());
-    EXPECT_TRUE(told());
-    EXPECT_EQ(cursor_->getWorkTable(false), nullptr);
+    expectNoTable(*cursor_);
+    expectTold(*cursor_, [&] { cursor_->setColumnValue(0, "x"); });
 }
 
 TEST_P(StringCursorTest, AColumnOutOfRangeHasNoNameAndNoValueAndTakesNone) {

@@ -226,4 +226,60 @@ TEST_F(CursorFaultTest, ATableLikeAnotherIsCreatedWholeOrAFailureIsReported) {
     });
 }
 
+// Says which message the cursor itself made last, if it made one.
+int ownMessage(const Stage& stage) {
+    const MessageLog::Entry last = stage.log.last();
+    return last.source == "../../src/wtcursor_impl" ? last.number : 0;
+}
+
+TEST_F(CursorFaultTest, ARowWithoutMemoryIsReportedAndCanBeAskedForAgain) {
+    const Cursor cursor = makeTyped();
+    ASSERT_TRUE(build(*cursor)) << stage.error.asCstr();
+    MemoryFaults reading(0);
+    int status = ktbCursorRow;
+    reading.during([&] { status = cursor->next(); });
+    EXPECT_EQ(status, ktbCursorFailed);
+    EXPECT_EQ(ownMessage(stage), 1642);
+    EXPECT_EQ(cursor->getErrorMessage().asCstr(), messageText(1642));
+    EXPECT_EQ(cursor->next(), ktbCursorRow);
+
+    const Cursor writing = makeTyped();
+    writing->addColumn("column", ktbTypeString);
+    ASSERT_TRUE(writing->createColumns());
+    MemoryFaults beginning(0);
+    bool begun = true;
+    beginning.during([&] { begun = writing->initRow(); });
+    EXPECT_FALSE(begun);
+    EXPECT_EQ(ownMessage(stage), 1642);
+    EXPECT_FALSE(writing->finalizeRow());
+    EXPECT_TRUE(writing->initRow());
+    EXPECT_TRUE(writing->finalizeRow());
+}
+
+// A value that memory cannot hold reads as a null, which must not pass for one: the pass fails with the next row.
+TEST_F(CursorFaultTest, AValueWithoutMemoryEndsThePassUntilTheTop) {
+    const Cursor cursor = makeTyped();
+    ASSERT_TRUE(build(*cursor)) << stage.error.asCstr();
+    ASSERT_EQ(cursor->next(), ktbCursorRow);
+    MemoryFaults faults(0);
+    faults.during([&] { EXPECT_TRUE(cursor->getColumnValue(1).isNull()); });
+    EXPECT_EQ(ownMessage(stage), 29);
+    EXPECT_EQ(cursor->next(), ktbCursorFailed);
+    EXPECT_EQ(cursor->next(), ktbCursorFailed);
+    EXPECT_EQ(cursor->getErrorMessage().asCstr(), messageText(29, "(column value)"));
+    ASSERT_TRUE(cursor->top());
+    ReadRows rows;
+    EXPECT_TRUE(read(*cursor, &rows));
+    EXPECT_EQ(textsOf(rows), expectedRows());
+}
+
+TEST_F(CursorFaultTest, ACursorWithoutMemoryIsNull) {
+    MemoryFaults faults(0, true);
+    faults.during([&] {
+        EXPECT_EQ(ktwtCreateCursor(stage.manager.get()), nullptr);
+        EXPECT_EQ(ktwtCreateStringCursor(stage.manager.get()), nullptr);
+        EXPECT_EQ(ktwtCreateStringKTWFCursor(stage.manager.get()), nullptr);
+    });
+}
+
 }  // namespace
