@@ -2,8 +2,8 @@
 //
 // One class over several concerns, a source file each: wtfile.cpp (its life: create, open, close, remove), wtfile_header.cpp
 // (the header file), wtfile_columns.cpp (definitions and selections), wtfile_rows.cpp (rows across elements), wtfile_sort.cpp
-// (rows sorted on the way in), wtfile_transfer.cpp (copy, append, partition), wtfile_describe.cpp (the table as a URI), wtfile_xml.cpp (rows as XML), wtstats.cpp (its
-// figures).
+// (rows sorted on the way in), wtfile_transfer.cpp (copy, append, partition), wtfile_describe.cpp (the table as a URI),
+// wtfile_xml.cpp (rows as XML), wtstats.cpp (its figures).
 //
 // Constructed -> create() -> writable -> close(). Constructed -> open() -> read-only, or writable for appending -> close().
 // close() may be called again and then does nothing; opening closes first, as what the table was until then.
@@ -71,12 +71,12 @@ public:
     // Deletes the table's files, as far as they can be deleted.
     bool remove();
 
-    // Copies the columns and rows that `source`, open for reading, shows. A table without rows takes over the column definitions;
-    // one with rows, whose columns must agree in name and type, keeps its own. Rows written before a failure stay.
+    // Copies the columns and rows that `source`, open for reading, shows. A table without rows takes over the column
+    // definitions; one with rows, whose columns must agree in name and type, keeps its own. Rows written before a failure stay.
     bool copy(KTWTFileImpl* source);
 
-    // Appends the rows of the table or URI `source`, whose columns must agree in number and, unless they were chosen, in name and
-    // type. Rows written before a failure stay.
+    // Appends the rows of the table or URI `source`, whose columns must agree in number and, unless they were chosen, in name
+    // and type. Rows written before a failure stay.
     bool append(const KtbString& source);
 
     // Closes a table opened for appending. When its new rows cannot be stored, the rows before are kept.

@@ -31,6 +31,19 @@ protected:
         }
         return table->close() ? bytesOf(table->getName()) : "";
     }
+
+    // Expects the tables of each thread one after the other, each in one piece, in any order of threads.
+    static void expectWholeTables(const Rows& rows) {
+        std::vector<long> nextRound(threadCount + 1);
+        for (std::size_t at = 0; at < rows.size(); at += static_cast<std::size_t>(rowsEach)) {
+            const Value thread = rows[at][0];
+            long& round = nextRound[static_cast<std::size_t>(thread.variant().asInt64(nullptr))];
+            for (long i = 0; i < rowsEach; ++i) {
+                ASSERT_EQ(rows.at(at + static_cast<std::size_t>(i)), (Row{thread, round, i}));
+            }
+            ++round;
+        }
+    }
 };
 
 TEST_F(SharedManagerTest, AppendsToOneTableNeitherLoseNorMixRows) {
@@ -55,16 +68,8 @@ TEST_F(SharedManagerTest, AppendsToOneTableNeitherLoseNorMixRows) {
 
     ASSERT_TRUE(openText(target)) << error_.asCstr();
     const Rows rows = rowsRead();
-    ASSERT_EQ(rows.size(), static_cast<std::size_t>(rowsEach * (1 + threadCount * rounds)));
-    std::vector<long> nextRound(threadCount + 1);
-    for (std::size_t at = 0; at < rows.size(); at += static_cast<std::size_t>(rowsEach)) {
-        const Value thread = rows[at][0];
-        long& round = nextRound[static_cast<std::size_t>(thread.variant().asInt64(nullptr))];
-        for (long i = 0; i < rowsEach; ++i) {
-            ASSERT_EQ(rows[at + static_cast<std::size_t>(i)], (Row{thread, round, i}));
-        }
-        ++round;
-    }
+    EXPECT_EQ(rows.size(), static_cast<std::size_t>(rowsEach * (1 + threadCount * rounds)));
+    expectWholeTables(rows);
     table_.reset();
     ASSERT_TRUE(manager_->remove(ktb(target), &error_));
     EXPECT_EQ(files(), std::vector<std::string>());
