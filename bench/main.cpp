@@ -3,7 +3,8 @@
 //     ktwt_bench [--rows=N] [--benchmark_...]        2,000,000 rows when not told otherwise
 //
 // Figures of this machine at this moment mean little; a ratio of two benches of one run means something. Repetitions are
-// interleaved, so that a slow moment of the machine hits both sides, and the median of each side counts.
+// interleaved, so that a slow moment of the machine hits both sides, and the median of each side counts. What has no other side
+// is printed behind the ratios, as the speed it is.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -18,28 +19,35 @@
 
 namespace {
 
-// Remembers the time of each repetition of each bench.
+// Remembers the time of each repetition of each bench, and its speed when it tells one.
 class Times : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
                 times_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+                const auto speed = run.counters.find("bytes_per_second");
+                if (speed != run.counters.end()) speeds_[run.run_name.function_name].push_back(speed->second);
             }
         }
         ConsoleReporter::ReportRuns(runs);
     }
 
     // 0 when the bench did not run.
-    double median(const std::string& bench) {
-        std::vector<double>& times = times_[bench];
-        if (times.empty()) return 0;
-        std::sort(times.begin(), times.end());
-        return times[times.size() / 2];
-    }
+    double median(const std::string& bench) { return medianOf(&times_[bench]); }
+
+    // Bytes per second; 0 when the bench did not run or tells none.
+    double medianSpeed(const std::string& bench) { return medianOf(&speeds_[bench]); }
 
 private:
+    static double medianOf(std::vector<double>* values) {
+        if (values->empty()) return 0;
+        std::sort(values->begin(), values->end());
+        return (*values)[values->size() / 2];
+    }
+
     std::map<std::string, std::vector<double>> times_;
+    std::map<std::string, std::vector<double>> speeds_;
 };
 
 struct Ratio {
@@ -57,7 +65,27 @@ constexpr Ratio ratios[] = {
     {"reversed read, of the speed forwards", "readReversed", "readRows", "at least 0.8"},
     {"two of eight columns, times all", "readTwoColumns", "readRows", "at least 1.5"},
     {"open at a row, of the speed by hand", "openAtRow", "openAtRowByHand", "at least 0.5"},
+    {"copy, times a read and a write", "copyTable", "readThenWriteTable", "at least 1"},
+    {"100 rows to a large table, of a small", "appendToLarge", "appendToSmall", "about 1"},
 };
+
+// What has no other side to be compared with.
+struct Speed {
+    const char* what;
+    const char* bench;
+    const char* wanted;
+};
+
+constexpr Speed speeds[] = {
+    {"XML of short texts, MB per second", "readXml", "at least 100"},
+};
+
+void printSpeeds(Times* times) {
+    for (const Speed& speed : speeds) {
+        const double bytesPerSecond = times->medianSpeed(speed.bench);
+        if (bytesPerSecond > 0) std::printf("  %-38s %6.0f   (%s)\n", speed.what, bytesPerSecond / 1e6, speed.wanted);
+    }
+}
 
 void printRatios(Times* times) {
     std::printf("\nRatios (medians of one run, %ld rows)\n", bench::rowCount());
@@ -100,5 +128,6 @@ int main(int argc, char** argv) {
     Times times;
     benchmark::RunSpecifiedBenchmarks(&times);
     printRatios(&times);
+    printSpeeds(&times);
     return 0;
 }

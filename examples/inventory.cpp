@@ -5,7 +5,6 @@
 // Walks the tree and writes one row per entry, closes the table, and reads it back in four ways: whole, two of its columns, a
 // range of its rows, and from last to first. Each pass checks that what is read is what was written. The work table's files
 // live in a directory of their own below the system's temporary directory, and are gone at the end.
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -18,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "ktwt/ktwt.h"
+#include "example.h"
 
 namespace fs = std::filesystem;
 
@@ -35,13 +34,6 @@ constexpr long elementSize = 4L << 20;  // bytes; small, so that a usual tree fi
 
 enum Column { columnPath, columnIsDirectory, columnSize, columnModified, columnMebibytes, columnCount };
 
-struct Release {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-using Manager = std::unique_ptr<KtWorkTableManager, Release>;
 using Table = std::unique_ptr<KtWorkTableFile, Release>;
 
 bool complain(const std::string& what, const KtbString& why) {
@@ -207,31 +199,12 @@ void reportLargest(std::vector<Entry> entries) {
     }
 }
 
-// A directory of our own, gone with the object.
-class WorkDirectory {
-public:
-    WorkDirectory() {
-        path_ = (fs::temp_directory_path() / "inventory-XXXXXX").string();
-        if (mkdtemp(path_.data()) == nullptr) path_.clear();
-    }
-    WorkDirectory(const WorkDirectory&) = delete;
-    WorkDirectory& operator=(const WorkDirectory&) = delete;
-    ~WorkDirectory() {
-        std::error_code ignored;
-        if (!path_.empty()) fs::remove_all(path_, ignored);
-    }
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
 bool makeInventory(const std::string& root) {
     std::vector<Entry> entries;
     if (!walk(root, &entries)) return false;
     std::printf("Inventory of %s: %zu entries\n", root.c_str(), entries.size());
 
-    const WorkDirectory directory;
+    const WorkDirectory directory("inventory");
     KtbString error;
     const Manager manager(ktwtCreateManager("", directory.path().c_str(), &error));
     if (!manager) return complain("cannot make a manager", error);

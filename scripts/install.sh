@@ -9,6 +9,7 @@ package_present() {
         libgtest-dev) header_present gtest/gtest.h ;;
         libbenchmark-dev) header_present benchmark/benchmark.h ;;
         libsqlite3-dev) header_present sqlite3.h ;;
+        libxml2-utils) command -v xmllint ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
 }

@@ -39,6 +39,11 @@ public:
     // Opens the files, wherever in the work directories they are. For writing, rows are appended at the data file's end.
     bool open(bool readOnly);
 
+    // Places an element that is open for writing after its counted rows. Usually the files end there; when an earlier writer
+    // never came to its end, there is more, which the next rows overwrite and which stays as long as none is written. An
+    // element without an index is placed at its end.
+    bool placeForAppending();
+
     bool close();
     bool remove();
 
@@ -89,6 +94,7 @@ private:
 
     // wtelem_read.cpp: decoding
     bool seekEnd();
+    bool findEnd(long* end);
     bool readForward(KtbDatavar** values, int wanted, bool* end);
     bool readReversed(KtbDatavar** values, int wanted, bool* end);
     bool beginReading();

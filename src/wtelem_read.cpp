@@ -65,6 +65,35 @@ bool KTWTFileElement::seekEnd() {
     return true;
 }
 
+// Finds where the last counted row ends.
+bool KTWTFileElement::findEnd(long* end) {
+    *end = 0;
+    if (rows_ <= 0) return true;
+    if (rows_ > LONG_MAX / indexEntrySize) return fail(KTWT_MESSAGE(336));
+    const long entry = (rows_ - 1) * indexEntrySize;
+    if (np_fio_seek64(indexFile_, entry, np_from_start) < 0) return fail(KTWT_MESSAGE(336));
+    index_.start(indexFile_, entry);
+    long offset = 0;
+    if (!nextIndexEntry(&offset)) return fail(KTWT_MESSAGE(1301, "row offset"));
+    if (np_fio_seek64(dataFile_, offset, np_from_start) < 0) return fail(KTWT_MESSAGE(336));
+    input_.start(dataFile_, offset);
+    if (!passRest(0)) return false;
+    *end = input_.offset();
+    return true;
+}
+
+bool KTWTFileElement::placeForAppending() {
+    if (indexFile_ == nullptr) return seek(-1);
+    long end = 0;
+    if (!findEnd(&end)) return false;
+    if (end > size_) return fail(KTWT_MESSAGE(1301, "column"));
+    if (!seek(-1)) return false;
+    size_ = end;
+    const bool placed = np_fio_seek64(indexFile_, std::max(rows_, 0L) * indexEntrySize, np_from_start) >= 0 &&
+                        np_fio_seek64(dataFile_, end, np_from_start) >= 0;
+    return placed || fail(KTWT_MESSAGE(336));
+}
+
 inline bool KTWTFileElement::nextIndexEntry(long* offset) {
     if (!index_.get(offset, indexEntrySize)) return false;
     if (byteSwap_) reverseBytes(offset, indexEntrySize);

@@ -159,13 +159,13 @@ bool KTWTFileImpl::openForAppending() {
     }
     if (!isRowCount(rows_)) return fail(KTWT_MESSAGE(1301, "element definition"));
     currentRow_ = rows_;
+    storedElementCount_ = elementCount_;
     if (elementCount_ == 0) return true;
     current_ = elements_[static_cast<std::size_t>(elementCount_ - 1)].get();
     if (!isRowCount(current_->getRows())) return fail(KTWT_MESSAGE(1301, "element definition"));
-    if (!current_->open(false)) return fail(current_->getError());
+    if (!current_->open(false) || !current_->placeForAppending()) return fail(current_->getError());
     const bool full = elementSize_ != 0 && current_->getSize() > elementSize_;
-    if (full) return closeCurrent(true);
-    return current_->seek(-1) || fail(current_->getError());
+    return !full || closeCurrent(true);
 }
 
 // Opens the element that holds the first row to be read, unless that is where reading begins anyway.

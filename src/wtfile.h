@@ -2,7 +2,8 @@
 //
 // One class over several concerns, a source file each: wtfile.cpp (its life: create, open, close, remove), wtfile_header.cpp
 // (the header file), wtfile_columns.cpp (definitions and selections), wtfile_rows.cpp (rows across elements), wtfile_sort.cpp
-// (rows sorted on the way in), wtfile_describe.cpp (the table as a URI).
+// (rows sorted on the way in), wtfile_transfer.cpp (copy, append, partition), wtfile_describe.cpp (the table as a URI),
+// wtfile_xml.cpp (rows as XML), wtstats.cpp (its figures).
 //
 // Constructed -> create() -> writable -> close(). Constructed -> open() -> read-only, or writable for appending -> close().
 // close() may be called again and then does nothing; opening closes first, as what the table was until then.
@@ -18,6 +19,7 @@
 
 class KTWTFileElement;
 class KTWTManagerImpl;
+class KTWTXmlDocument;
 class KtWorkTableURI;
 
 // One sort key of a table.
@@ -70,6 +72,20 @@ public:
     // Deletes the table's files, as far as they can be deleted.
     bool remove();
 
+    // Copies the columns and rows that `source`, open for reading, shows. A table without rows takes over the column
+    // definitions; one with rows, whose columns must agree in name and type, keeps its own. Rows written before a failure stay.
+    bool copy(KTWTFileImpl* source);
+
+    // Appends the rows of the table or URI `source`, whose columns must agree in number and, unless they were chosen, in name
+    // and type. Rows written before a failure stay.
+    bool append(const KtbString& source);
+
+    // Closes a table opened for appending. When its new rows cannot be stored, the rows before are kept.
+    bool endAppending();
+
+    // Splits the rows into at most *parts ranges, as KtWorkTableManager::partition does.
+    bool partition(int* parts, long* ranges);
+
     // Closes the current data element and starts a new one.
     bool createDataElement();
 
@@ -84,6 +100,9 @@ public:
     bool isByteSwap() const { return byteSwap_; }
     bool isReadOnly() const { return readOnly_; }
     int getElementCount() const { return elementCount_; }
+
+    // Whether this object made the table and has written it out. An error text would have it removed all the same.
+    bool isFinished() const { return created_ && !isOpenForWriting(); }
 
 private:
     static constexpr char messageSource[] = "wtfile";
@@ -163,6 +182,18 @@ private:
     bool openNextElement(bool* end);
     bool placeConstants(KtbDatavar** values, int* wanted);
 
+    // wtfile_transfer.cpp
+    std::unique_ptr<KtbDatavar[]> newRow(const KTWTFileImpl& source);
+    bool transferRows(KTWTFileImpl& source, KtbDatavar* values, const char* operation);
+    bool countsAgree(const KTWTFileImpl& source);
+    bool columnsAgree(const KTWTFileImpl& source, int count);
+    bool copyDefinitions(const KTWTFileImpl& source);
+    int copiedWidth(int column) const;
+    void raiseLongest(const KTWTFileImpl& source);
+    bool replaceHeader();
+    bool putBackHeader(const unsigned char* bytes, unsigned long size);
+    void forgetAppended();
+
     // wtfile_sort.cpp
     bool writeSortedRow(KtbDatavar** values);
     bool drainSort();
@@ -170,6 +201,9 @@ private:
     // wtfile_describe.cpp
     bool describeStored(KtWorkTableURI* uri, bool all) const;
     bool describeSelected(KtWorkTableURI* uri) const;
+
+    // wtfile_xml.cpp
+    bool addRows(KTWTXmlDocument* document, KtbDatavar* values, int count, bool* end);
 
     KTWTManagerImpl* const manager_;
     KtbString label_;  // free text that the header carries from one opening to the next
@@ -203,6 +237,7 @@ private:
     int nextElement_ = 0;                              // the element to be read after the current one
     int elementCount_ = 0;
     int elementCapacity_ = 0;
+    int storedElementCount_ = 0;  // of them, those that the header counted when the table was opened for appending
     std::unique_ptr<std::unique_ptr<KTWTFileElement>[]> elements_;
     KTWTFileElement* current_ = nullptr;  // one of the elements, being read or appended to
     int sortColumnCount_ = 0;

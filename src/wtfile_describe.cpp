@@ -54,14 +54,3 @@ bool KTWTFileImpl::describeSelected(KtWorkTableURI* uri) const {
     }
     return true;
 }
-
-// Rows as an XML document and figures as a cursor are told apart from failures of the table by these texts.
-
-bool KTWTFileImpl::readRows(long, int, KtbString*, bool*) {
-    return fail(KtbString("This version of the work table library cannot read rows as XML.", true));
-}
-
-KtbStringCursor* KTWTFileImpl::statistics() {
-    fail(KtbString("This version of the work table library has no statistics.", true));
-    return nullptr;
-}

@@ -53,6 +53,11 @@ public:
 
     virtual ~KTWTManagerImpl();
 
+    // What the copies share: copies `source`, found through `owner`, into `target`, or into a new table of this manager when
+    // that is null. Returns the target, still open for writing; null on failure.
+    KtWorkTableFile* copy(KtWorkTableFile* target, KTWTManagerImpl* owner, long elementSize, const KtbString& source,
+                          KtbString* error);
+
     // Whether the constructor came through; when not, the error it was given says why.
     bool isComplete() const { return managerLock_ != nullptr; }
 

@@ -50,14 +50,31 @@ public:
     virtual bool readRow(KtbDatavar* values, bool* end) = 0;
     virtual bool readRow(KtbDatavar** values, bool* end) = 0;
 
-    // Reads the next `count` rows (negative: getRows() - first) into *out as an XML document.
+    // Reads the next `count` rows, from where the table stands, into *out as one XML document, which replaces what was there.
+    // `first` moves nothing: it is looked at only when `count` is negative, which asks for getRows() - first rows, a
+    // difference of 32 bits; 0 or less then asks for none.
+    //
+    // The document is a bean in UTF-8 on a single line. It lists the names of the stored columns and for each row as many
+    // values: those of the columns that this caller sees, from the first on. What he sees beyond that number is left out, what
+    // is missing is empty, and so is a null. In the values "&", "'" and "<" are escaped and nothing else; the names of the
+    // table and its columns are not. So names with markup, bytes that are not UTF-8, control characters and "]]>" make a
+    // document that XML parsers refuse.
+    //
+    // With an `end`, rows that run out, or one that cannot be read, only end the list: the document is complete, the result is
+    // true, and *end tells whether the rows ran out; when it is false and rows are missing, getError() says why. Without one
+    // (null) every row must be there. When one is not, or memory is exhausted (a document of more than 2,147,483,646 bytes
+    // counts as that), the result is false (29) and *out holds the beginning of the document. A null `out` is refused.
     virtual bool readRows(long first, int count, KtbString* out, bool* end) = 0;
 
     // Closes the table and frees the object. Through a null pointer C++ cannot make this call; who takes it from its slot, as
     // callers in other languages do, may pass null, which is ignored.
     virtual void release() = 0;
 
-    // Returns a cursor over the table's figures, which the caller releases and which may outlive the table; null on failure.
+    // Returns a cursor over the table's figures as they are now, which the caller releases and which may outlive the table and
+    // its manager; null when memory is exhausted (29). It has the columns "Statistic" and "Value" and a row for each of these:
+    // "AccessKey" (the label in the table's header), "Columns" (as getColumns()), "ElementSize" (0: a single data element),
+    // "Elements", "Rows" and "Version" (of the header, in hundredths: 203 is shown as 2.3, 210 as 2.10). What is asked of it
+    // beyond its rows and columns, or before the first next(), is an empty text.
     virtual KtbStringCursor* statistics() = 0;
 
     // Returns the URI from which the manager's open() opens the same rows and columns again; empty on failure. A table that
@@ -66,8 +83,8 @@ public:
 
     // Appends one row. `values` holds one value (or pointer to a value) per stored column, in column order; they are read
     // before the call returns and stay the caller's. A value that does not convert to its column's type is stored as null.
-    // Returns false when the table is read-only (1768), a column was never defined (1420) or the disk refuses the bytes;
-    // after the last of these the table takes no more rows and its close fails.
+    // Returns false when the table is read-only or closed (1768), a column was never defined (1420), the disk refuses the
+    // bytes, or memory does not hold a value's text (29); after the last two the table takes no more rows and its close fails.
     virtual bool writeRow(KtbDatavar* values) = 0;
     virtual bool writeRow(KtbDatavar** values) = 0;
 

@@ -3,7 +3,9 @@
 #define KTWT_KTWT_H
 
 #include "ktwt/bytes.h"
+#include "ktwt/cursor.h"
 #include "ktwt/file.h"
+#include "ktwt/ktwf.h"
 #include "ktwt/manager.h"
 #include "ktwt/version.h"
 

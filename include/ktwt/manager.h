@@ -21,12 +21,22 @@
 
 class KtWorkTableManager : public KtDatafileManagerSortAndSize {
 public:
-    // Appends the rows of `source` to `target`, whose columns must agree in number, name and type. Takes the target's named
-    // lock meanwhile, unless `noLock` is true.
+    // Appends the rows of `source` to `target`, whose columns must agree in number (else 1769), name (1770) and type (1771).
+    // `source` may be a work table URI; columns that it chooses must agree in number only, and are taken in their order. Takes
+    // the target's named lock meanwhile, unless `noLock` is true: the caller then sees to it that nobody else appends to that
+    // table. A table can be appended to itself, which doubles its rows. After a failure the target keeps its earlier rows, and
+    // those of the new ones that came before a row that could not be read; when new rows cannot be stored, none of them.
     virtual bool append(const KtbString& target, const KtbString& source, KtbString* error) = 0;
     virtual bool append(const KtbString& target, const KtbString& source, bool noLock, KtbString* error) = 0;
 
-    // Copies `source`, found through the manager of another access key or through `owner`, into a new table or an open one.
+    // Copy the columns and rows of `source`, a name or a work table URI, found through the manager of another access key or
+    // through `owner`, which this library must have made. The two that make a new table, with `elementSize` as for create(),
+    // return it still open for writing: the caller closes and releases it; null on failure, with nothing left behind. An
+    // `accessKey` that is empty or this manager's means this manager; for any other *error must be empty on entry. The third
+    // copies into `target`, made by this library and open for writing, closes it, and opens it again for reading. Its number of
+    // columns must be the source's (1769). One without rows takes over the source's column definitions; one with rows must
+    // agree with them (1770, 1771). A finished target is refused (1768) and unharmed; after any other failure the target is as
+    // after a failure of its own.
     virtual KtWorkTableFile* copy(long elementSize, const KtbString& accessKey, const KtbString& source, KtbString* error) = 0;
     virtual KtWorkTableFile* copy(long elementSize, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
     virtual bool copy(KtWorkTableFile* target, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
@@ -60,13 +70,17 @@ public:
                                   KtbString* error) = 0;
 
     // Splits the rows of a table into at most *parts ranges for parallel readers: pairs of first row and row count in `ranges`,
-    // which has room for *parts pairs; *parts becomes the number of pairs.
+    // which has room for *parts pairs; *parts becomes the number of pairs. Fewer than 1 part gives none, 1 the whole table.
+    // Ranges keep to single data elements when there are at least as many parts as elements; otherwise, and in a table of one
+    // element, all rows are split evenly.
     virtual bool partition(const KtbString& name, int* parts, long* ranges, KtbString* error) = 0;
 
     // Ends the manager. As with a table's release(), null is ignored only where the operation is taken from its slot.
     virtual void release() = 0;
 
-    // Deletes a table's files.
+    // Deletes a table's files. The table must be one that can be opened; what is open elsewhere is not asked. Returns false
+    // when it cannot be opened, with nothing deleted, or when a file cannot be deleted (1747); the others are deleted all the
+    // same.
     virtual bool remove(const KtbString& name, KtbString* error) = 0;
 
 protected:

@@ -13,6 +13,7 @@ namespace {
 
 using M = KtWorkTableManager;
 using F = KtWorkTableFile;
+using C = KtbStringCursor;
 
 template <class Class, class Result, class... Arguments>
 std::size_t slot(Result (Class::*member)(Arguments...)) {
@@ -76,6 +77,50 @@ TEST(SlotTest, CallersCallTheSortManagersOperationsInThisOrder) {
     EXPECT_EQ(slot(&KtDatafileManager::release), 9u);
 }
 
+TEST(SlotTest, CallersCallAStringCursorsOperationsInThisOrder) {
+    EXPECT_EQ(slot(&C::cacheAll), 0u);
+    EXPECT_EQ(slot(&C::getColumnName), 1u);
+    EXPECT_EQ(slot(&C::getColumns), 2u);
+    EXPECT_EQ(slot(&C::getColumnValue), 3u);
+    EXPECT_EQ(slot(&C::getErrorMessage), 4u);
+    EXPECT_EQ(slot(&C::getRows), 5u);
+    EXPECT_EQ(slot(&C::next), 6u);
+    EXPECT_EQ(slot(&C::release), 7u);
+    EXPECT_EQ(slot(&C::top), 8u);
+}
+
+// The operations that the cursors have in common stand in the same order; those of typed cursors have getColumnType in between.
+template <class Cursor>
+void expectCursorOrder(std::size_t afterType) {
+    EXPECT_EQ(slot(&Cursor::cacheAll), 0u);
+    EXPECT_EQ(slot(&Cursor::getColumnName), 1u);
+    EXPECT_EQ(slot(&Cursor::getColumns), 2u + afterType);
+    EXPECT_EQ(slot(&Cursor::getColumnValue), 3u + afterType);
+    EXPECT_EQ(slot(&Cursor::getErrorMessage), 4u + afterType);
+    EXPECT_EQ(slot(&Cursor::getRows), 5u + afterType);
+    EXPECT_EQ(slot(&Cursor::next), 6u + afterType);
+    EXPECT_EQ(slot(&Cursor::release), 7u + afterType);
+    EXPECT_EQ(slot(&Cursor::top), 8u + afterType);
+    EXPECT_EQ(slot(&Cursor::initRow), 9u + afterType);
+    EXPECT_EQ(slot(&Cursor::setColumnValue), 10u + afterType);
+    EXPECT_EQ(slot(&Cursor::finalizeRow), 11u + afterType);
+    EXPECT_EQ(slot(&Cursor::finalize), 12u + afterType);
+    EXPECT_EQ(slot(&Cursor::copy), 13u + afterType);
+    EXPECT_EQ(slot(&Cursor::addColumn), 14u + afterType);
+    EXPECT_EQ(slot(&Cursor::createColumns), 15u + afterType);
+    EXPECT_EQ(slot(&Cursor::getWorkTable), 16u + afterType);
+    EXPECT_EQ(slot(&Cursor::setWorkTable), 17u + afterType);
+    EXPECT_EQ(slot(&Cursor::setReleaseFlag), 18u + afterType);
+}
+
+TEST(SlotTest, CallersCallACursorsOperationsInThisOrder) {
+    expectCursorOrder<KtWorkTableCursor>(1);
+    EXPECT_EQ(slot(&KtWorkTableCursor::getColumnType), 2u);
+    expectCursorOrder<KtWorkTableStringCursor>(0);
+    expectCursorOrder<KtWorkTableStringKTWFCursor>(0);
+    EXPECT_EQ(slot(&KtWorkTableStringKTWFCursor::getKTWFCursor), 19u);
+}
+
 // Real objects, reached through nothing but the numbers of their slots. A KtbString result is returned as by a function whose
 // only argument is the object.
 class RealObjectTest : public testing::Test {
@@ -98,6 +143,14 @@ protected:
         return slotOf<F*(M*, const KtbString&, bool, KtbString*)>(manager, 20)(manager, name, false, &error);
     }
     static void release(F* table) { slotOf<void(F*)>(table, 13)(table); }
+
+    // The number of rows of the table, which is released.
+    static long rowsOf(F* table) {
+        if (table == nullptr) return -1;
+        const long rows = slotOf<long(F*)>(table, 9)(table);
+        release(table);
+        return rows;
+    }
 
     // The name of a closed table of two integer columns and the rows (0, 10), (1, 11).
     std::string write() {
@@ -141,23 +194,30 @@ TEST_F(RealObjectTest, AManagersSettingsAreInTheirSlots) {
 }
 
 TEST_F(RealObjectTest, AManagersTransfersAreInTheirSlots) {
-    const KtbString name("name");
-    int parts = 1;
-    long ranges[2];
-    const auto expectRefusal = [&](const char* operation, bool done) {
-        EXPECT_FALSE(done);
-        EXPECT_NE(std::string(error.asCstr()).find(operation), std::string::npos) << error.asCstr();
-        error = KtbString();
-    };
     using Name = const KtbString&;
-    expectRefusal("append", slotOf<bool(M*, Name, Name, KtbString*)>(manager, 8)(manager, name, name, &error));
-    expectRefusal("append", slotOf<bool(M*, Name, Name, bool, KtbString*)>(manager, 9)(manager, name, name, true, &error));
-    expectRefusal("copy", slotOf<F*(M*, long, Name, Name, KtbString*)>(manager, 10)(manager, 0, name, name, &error) != nullptr);
-    expectRefusal("copy",
-                  slotOf<F*(M*, long, M*, Name, KtbString*)>(manager, 11)(manager, 0, manager, name, &error) != nullptr);
-    expectRefusal("copy", slotOf<bool(M*, F*, M*, Name, KtbString*)>(manager, 12)(manager, nullptr, manager, name, &error));
-    expectRefusal("partition",
-                  slotOf<bool(M*, Name, int*, long*, KtbString*)>(manager, 23)(manager, name, &parts, ranges, &error));
+    const KtbString source(write().c_str());
+    const KtbString target(write().c_str());
+    EXPECT_TRUE((slotOf<bool(M*, Name, Name, KtbString*)>(manager, 8)(manager, target, source, &error))) << error.asCstr();
+    EXPECT_TRUE((slotOf<bool(M*, Name, Name, bool, KtbString*)>(manager, 9)(manager, target, source, true, &error)));
+    EXPECT_EQ(rowsOf(open(target.asCstr())), 6);
+
+    F* byKey = slotOf<F*(M*, long, Name, Name, KtbString*)>(manager, 10)(manager, 0, "the key", source, &error);
+    EXPECT_TRUE(byKey != nullptr || error.length() != 0);  // the key's own directories need not hold the source
+    if (byKey != nullptr) release(byKey);
+    F* copied = slotOf<F*(M*, long, M*, Name, KtbString*)>(manager, 11)(manager, 0, manager, source, &error);
+    ASSERT_NE(copied, nullptr) << error.asCstr();
+    EXPECT_EQ(rowsOf(copied), 2);
+    F* given = create(2);
+    EXPECT_TRUE((slotOf<bool(M*, F*, M*, Name, KtbString*)>(manager, 12)(manager, given, manager, source, &error)))
+        << error.asCstr();
+    EXPECT_EQ(rowsOf(given), 2);
+
+    int parts = 2;
+    long ranges[4] = {-1, -1, -1, -1};
+    EXPECT_TRUE((slotOf<bool(M*, Name, int*, long*, KtbString*)>(manager, 23)(manager, target, &parts, ranges, &error)))
+        << error.asCstr();
+    EXPECT_GE(parts, 1);
+    EXPECT_EQ(ranges[0], 0);
 }
 
 TEST_F(RealObjectTest, AManagersTextsAndLocksAreInTheirSlots) {
@@ -220,6 +280,40 @@ TEST_F(RealObjectTest, ATablesOperationsAreInTheirSlots) {
     release(table);
 }
 
+TEST_F(RealObjectTest, ATablesXmlIsInItsSlot) {
+    F* table = open(write().c_str());
+    KtbString document;
+    bool end = true;
+    EXPECT_TRUE((slotOf<bool(F*, long, int, KtbString*, bool*)>(table, 12)(table, 0, -1, &document, &end)));
+    EXPECT_FALSE(end);
+    EXPECT_NE(std::string(document.asCstr()).find("<list><value>1</value><value>11</value></list></list>"), std::string::npos);
+    release(table);
+}
+
+TEST_F(RealObjectTest, AStatisticsCursorsOperationsAreInTheirSlots) {
+    F* table = create(3);
+    C* cursor = slotOf<C*(F*)>(table, 14)(table);
+    const auto textAt = [cursor](std::size_t number, int column) -> std::string {
+        return slotOf<KtbString(C*, int)>(cursor, number)(cursor, column).asCstr();
+    };
+    EXPECT_TRUE((slotOf<bool(C*)>(cursor, 0)(cursor)));
+    EXPECT_EQ(textAt(1, 1), "Value");
+    EXPECT_EQ(slotOf<int(C*)>(cursor, 2)(cursor), 2);
+    EXPECT_EQ(slotOf<int(C*)>(cursor, 6)(cursor), ktbCursorRow);
+    EXPECT_EQ(slotOf<int(C*)>(cursor, 6)(cursor), ktbCursorRow);
+    EXPECT_EQ(textAt(3, 1), "3");
+    EXPECT_EQ(text(cursor, 4), "");
+    long rows = 0;
+    EXPECT_TRUE((slotOf<bool(C*, long*)>(cursor, 5)(cursor, &rows)));
+    EXPECT_EQ(rows, 6);
+    EXPECT_TRUE((slotOf<bool(C*)>(cursor, 8)(cursor)));
+    EXPECT_EQ(textAt(3, 1), "");
+    const auto releaseCursor = slotOf<void(C*)>(cursor, 7);
+    releaseCursor(nullptr);
+    releaseCursor(cursor);
+    release(table);
+}
+
 TEST_F(RealObjectTest, ATablesSortSettingsAreInTheirSlots) {
     F* table = slotOf<F*(M*, int, int, long, KtbString*)>(manager, 14)(manager, 1, 1, 0, &error);
     const auto setSort = slotOf<int(F*, int, int, bool, KTSortCollateParms*)>(table, 0);
@@ -243,6 +337,122 @@ TEST_F(RealObjectTest, TheDestructorsAreBehindTheOperations) {
     slotOf<void(F*)>(table, 19)(table);
     slotOf<void(M*)>(manager, 27)(manager);
     manager = nullptr;
+}
+
+// A cursor of one of the three kinds, driven by the numbers of its slots. Those after getColumnType are one further on in the
+// typed one.
+template <class Cursor, class Value>
+class CursorBySlots {
+public:
+    CursorBySlots(Cursor* cursor, std::size_t afterType) : cursor_(cursor), afterType_(afterType) {}
+
+    template <class Function, class... Arguments>
+    auto call(std::size_t slot, Arguments... arguments) const {
+        return slotOf<Function>(cursor_, slot < 2 ? slot : slot + afterType_)(cursor_, arguments...);
+    }
+
+    std::string name(int column) const { return call<KtbString(Cursor*, int)>(1, column).asCstr(); }
+    int columns() const { return call<int(Cursor*)>(2); }
+    Value value(int column) const { return call<Value(Cursor*, int)>(3, column); }
+    std::string error() const { return call<KtbString(Cursor*)>(4).asCstr(); }
+    bool rows(long* rows) const { return call<bool(Cursor*, long*)>(5, rows); }
+    int next() const { return call<int(Cursor*)>(6); }
+    void release() const { call<void(Cursor*)>(7); }
+    bool top() const { return call<bool(Cursor*)>(8); }
+    F* table(bool detach) const { return call<F*(Cursor*, bool)>(16, detach); }
+    Cursor* cursor() const { return cursor_; }
+
+    // Writes a row of that value, and reads it from the first row twice.
+    void writeAndRead(const Value& written) const {
+        ASSERT_TRUE(call<bool(Cursor*)>(15)) << error();
+        ASSERT_TRUE(call<bool(Cursor*)>(9)) << error();
+        slotOf<void(Cursor*, int, const Value&)>(cursor_, 10 + afterType_)(cursor_, 0, written);
+        ASSERT_TRUE(call<bool(Cursor*)>(11)) << error();
+        ASSERT_TRUE(call<bool(Cursor*)>(12)) << error();
+        readOneRow(written);
+        ASSERT_TRUE(top()) << error();
+        readOneRow(written);
+    }
+
+    void readOneRow(const Value& written) const {
+        long count = 0;
+        EXPECT_TRUE(call<bool(Cursor*)>(0));
+        EXPECT_EQ(name(0), "column");
+        EXPECT_EQ(columns(), 1);
+        EXPECT_TRUE(rows(&count));
+        EXPECT_EQ(count, 1);
+        EXPECT_EQ(next(), ktbCursorRow);
+        EXPECT_STREQ(textOf(value(0)).asCstr(), textOf(written).asCstr());
+        EXPECT_EQ(next(), ktbCursorEnd);
+    }
+
+    void exchangeTables(const CursorBySlots& other) const {
+        F* table = other.table(true);
+        EXPECT_NE(table, nullptr);
+        EXPECT_EQ(other.table(false), nullptr);
+        call<void(Cursor*, bool)>(18, false);
+        EXPECT_TRUE((call<bool(Cursor*, F*)>(17, table)));
+        EXPECT_EQ(this->table(false), table);
+        call<void(Cursor*, bool)>(18, true);
+    }
+
+private:
+    static KtbString textOf(const KtbString& text) { return text; }
+    static KtbString textOf(const KtbDatavar& value) { return value.asString(); }
+
+    Cursor* cursor_;
+    std::size_t afterType_;
+};
+
+TEST_F(RealObjectTest, ATypedCursorsOperationsAreInTheirSlots) {
+    using Typed = KtWorkTableCursor;
+    const CursorBySlots<Typed, KtbDatavar> first(ktwtCreateCursor(manager), 1);
+    const CursorBySlots<Typed, KtbDatavar> second(ktwtCreateCursor(manager), 1);
+    slotOf<void(Typed*, const KtbString&, ktbType)>(first.cursor(), 15)(first.cursor(), "column", ktbTypeInteger);
+    KtbDatavar value;
+    value.assign(42);
+    first.writeAndRead(value);
+    EXPECT_EQ((slotOf<ktbType(Typed*, int)>(first.cursor(), 2)(first.cursor(), 0)), ktbTypeInteger);
+    EXPECT_TRUE((slotOf<bool(Typed*, KtbDatavarCursor*)>(second.cursor(), 14)(second.cursor(), first.cursor())))
+        << second.error();
+    second.readOneRow(value);
+    second.exchangeTables(first);
+    first.release();
+    second.release();
+}
+
+template <class Cursor>
+void driveStringCursors(Cursor* one, Cursor* other) {
+    const CursorBySlots<Cursor, KtbString> first(one, 0);
+    const CursorBySlots<Cursor, KtbString> second(other, 0);
+    slotOf<void(Cursor*, const KtbString&)>(one, 14)(one, "column");
+    first.writeAndRead("value");
+    EXPECT_TRUE((slotOf<bool(Cursor*, KtbStringCursor*)>(other, 13)(other, one))) << second.error();
+    second.readOneRow("value");
+    second.exchangeTables(first);
+    first.release();
+    second.release();
+}
+
+TEST_F(RealObjectTest, AStringCursorsOperationsAreInTheirSlots) {
+    driveStringCursors(ktwtCreateStringCursor(manager), ktwtCreateStringCursor(manager));
+    driveStringCursors(ktwtCreateStringKTWFCursor(manager), ktwtCreateStringKTWFCursor(manager));
+}
+
+TEST_F(RealObjectTest, ARecordIsGivenInTheLastSlot) {
+    KtWorkTableStringKTWFCursor* cursor = ktwtCreateStringKTWFCursor(manager);
+    KTWFCursor* record = slotOf<KTWFCursor*(void*)>(cursor, 19)(cursor);
+    EXPECT_EQ(ktwfTable(record), &ktwfCursorFPs);
+    ktwfTable(record)->ktwfRelease(record);
+}
+
+TEST_F(RealObjectTest, TheDestructorsOfCursorsAreBehindTheOperations) {
+    void* const typed = ktwtCreateCursor(manager);
+    slotOf<void(void*)>(typed, 21)(typed);
+    void* const plain = ktwtCreateStringCursor(manager);
+    slotOf<void(void*)>(plain, 20)(plain);
+    void* const ktwf = ktwtCreateStringKTWFCursor(manager);
+    slotOf<void(void*)>(ktwf, 21)(ktwf);
 }
 
 }  // namespace

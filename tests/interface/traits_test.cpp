@@ -14,7 +14,8 @@ class InterfaceTest : public testing::Test {};
 
 using Interfaces = testing::Types<KtWorkTableManager, KtWorkTableFile, KtDatafileManagerSortAndSize, KtDatafileSort,
                                   KtDatafileManager, KtbDatavarCursor, KtbDatavarCursorAppender, KtbDatavarCursorCreater,
-                                  KtbStringCursor, KtWorkTableURI, KtbConfigOptions>;
+                                  KtbStringCursor, KtbStringCursorAppender, KtbStringCursorCreater, KtWorkTableCursor,
+                                  KtWorkTableStringCursor, KtWorkTableStringKTWFCursor, KtWorkTableURI, KtbConfigOptions>;
 TYPED_TEST_SUITE(InterfaceTest, Interfaces);
 
 TYPED_TEST(InterfaceTest, HoldsNoData) { EXPECT_EQ(sizeof(TypeParam), sizeof(void*)); }

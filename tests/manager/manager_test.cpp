@@ -322,25 +322,4 @@ TEST_F(ManagerTest, EverySettingFailsWithTheSortManagersOwnText) {
     }
 }
 
-TEST_F(ManagerTest, CopyAppendAndPartitionSayThatTheyCannot) {
-    const Manager manager = make(first);
-    const std::string name = writeTable(manager.get(), 1);
-    const KtbString table(name.c_str());
-    int parts = 1;
-    long ranges[2] = {};
-    const auto expectRefusal = [&](bool done) {
-        EXPECT_FALSE(done);
-        EXPECT_NE(errorText(), "");
-        error = KtbString();
-    };
-    expectRefusal(manager->append(table, table, &error));
-    expectRefusal(manager->append(table, table, true, &error));
-    expectRefusal(manager->copy(0L, KtbString("key"), table, &error) != nullptr);
-    expectRefusal(manager->copy(0L, manager.get(), table, &error) != nullptr);
-    const Table target(manager->create(1, 0, &error));
-    expectRefusal(manager->copy(target.get(), manager.get(), table, &error));
-    expectRefusal(manager->partition(table, &parts, ranges, &error));
-    EXPECT_STREQ(manager->getError().asCstr(), "");
-}
-
 }  // namespace

@@ -227,6 +227,21 @@ TEST_F(AllocationTest, ReadingTheOtherByteOrderAllocatesNothing) {
     expectReadWithoutAllocations();
 }
 
+// The array of values, and each text in it until it has grown to the longest.
+TEST_F(AllocationTest, ReadingRowsAsXmlAllocatesTheSameForAnyNumberOfRows) {
+    constexpr long allocationsMax = 16;
+    makeRowsToRead();
+    ASSERT_TRUE(reopen());
+    KtbString document;
+    bool end = false;
+    ASSERT_TRUE(table_->readRows(0, -1, &document, &end));  // from now on the document has room for all rows
+    ASSERT_TRUE(reopen());
+    readRows(warmUpRows);
+    EXPECT_LE(allocationsOf([&] { ok_ = table_->readRows(0, countedRows, &document, nullptr) && ok_; }), allocationsMax);
+    EXPECT_TRUE(ok_) << tableError();
+    EXPECT_GT(document.cStrSize(), countedRows * 100);
+}
+
 TEST_F(AllocationTest, MemoryDoesNotGrowWithTheNumberOfRows) {
     makeMixedTable();
     writeRows(warmUpRows);
