@@ -210,8 +210,7 @@ TEST_F(CursorFaultTest, ATableLikeAnotherIsCreatedWholeOrAFailureIsReported) {
         cursor->setReleaseFlag(false);
         bool created = false;
         faults.during([&] {
-            cursor->setWorkTable(table);
-            created = cursor->createColumns();
+            created = cursor->setWorkTable(table) && cursor->createColumns();
         });
         EXPECT_TRUE(created || faults.injected());
         EXPECT_TRUE(created || cursor->getErrorMessage().length() != 0);
