@@ -65,6 +65,9 @@ constexpr Ratio ratios[] = {
     {"reversed read, of the speed forwards", "readReversed", "readRows", "at least 0.8"},
     {"two of eight columns, times all", "readTwoColumns", "readRows", "at least 1.5"},
     {"open at a row, of the speed by hand", "openAtRow", "openAtRowByHand", "at least 0.5"},
+    {"cursor pass, of the speed of readRow", "cursorPass", "cursorReadRow", "at least 0.5"},
+    {"string cursor over texts, of readRow", "stringCursorTexts", "textReadRow", "at least 0.33"},
+    {"string cursor over all types, of readRow", "stringCursorMixed", "cursorReadRow", "at least 0.33"},
     {"copy, times a read and a write", "copyTable", "readThenWriteTable", "at least 1"},
     {"100 rows to a large table, of a small", "appendToLarge", "appendToSmall", "about 1"},
 };
@@ -83,7 +86,7 @@ constexpr Speed speeds[] = {
 void printSpeeds(Times* times) {
     for (const Speed& speed : speeds) {
         const double bytesPerSecond = times->medianSpeed(speed.bench);
-        if (bytesPerSecond > 0) std::printf("  %-38s %6.0f   (%s)\n", speed.what, bytesPerSecond / 1e6, speed.wanted);
+        if (bytesPerSecond > 0) std::printf("  %-40s %6.0f   (%s)\n", speed.what, bytesPerSecond / 1e6, speed.wanted);
     }
 }
 
@@ -92,7 +95,7 @@ void printRatios(Times* times) {
     for (const Ratio& ratio : ratios) {
         const double own = times->median(ratio.faster);
         const double other = times->median(ratio.slower);
-        if (own > 0 && other > 0) std::printf("  %-38s %6.2f   (%s)\n", ratio.what, other / own, ratio.wanted);
+        if (own > 0 && other > 0) std::printf("  %-40s %6.2f   (%s)\n", ratio.what, other / own, ratio.wanted);
     }
 }
 

@@ -11,6 +11,8 @@
 #ifndef KTB_DATAVAR_H
 #define KTB_DATAVAR_H
 
+#include <cstring>
+
 #include "ktb/date.h"
 #include "ktb/export.h"
 #include "ktb/real.h"
@@ -20,7 +22,13 @@
 class KTB_API KtbDatavar {
 public:
     KtbDatavar() noexcept : type_(ktbTypeNone), null_(true), integer_(0) {}  // a null without type
-    KtbDatavar(const KtbDatavar& other) noexcept;
+    KtbDatavar(const KtbDatavar& other) noexcept : KtbDatavar() {
+        if (other.isA(ktbTypeString)) {
+            assign(other.text_);
+        } else {
+            copyNumber(other);
+        }
+    }
     KtbDatavar(KtbDatavar&& other) noexcept;  // leaves `other` null
     KtbDatavar& operator=(const KtbDatavar& other) noexcept;
     KtbDatavar& operator=(KtbDatavar&& other) noexcept;
@@ -131,7 +139,13 @@ private:
         null_ = text_.isNull();
     }
     void assignDecimal(const void* bytes, bool swap) noexcept;
-    void copyNumber(const KtbDatavar& other) noexcept;
+    // Takes over what is not a text: the bytes of whichever value is there, without a branch on the type. The decimal is the
+    // largest of them.
+    void copyNumber(const KtbDatavar& other) noexcept {
+        type_ = other.type_;
+        null_ = other.null_;
+        std::memcpy(static_cast<void*>(&decimal_), static_cast<const void*>(&other.decimal_), sizeof decimal_);
+    }
     void convertTo(ktbType type) noexcept;
     void changeType(ktbType type) noexcept;
     bool convertToBool(bool* err) const noexcept;

@@ -43,16 +43,9 @@ constexpr unsigned storedBytes(ktbType type) noexcept {
 
 }  // namespace
 
-KtbDatavar::KtbDatavar(const KtbDatavar& other) noexcept : KtbDatavar() { *this = other; }
-
 KtbDatavar::KtbDatavar(KtbDatavar&& other) noexcept : KtbDatavar() { *this = std::move(other); }
 
-// Copies the bytes of whichever value is there without a branch on the type; they mean nothing in a string.
-void KtbDatavar::copyNumber(const KtbDatavar& other) noexcept {
-    static_assert(std::is_trivially_copyable_v<KtbReal> && sizeof(KtbReal) >= sizeof(long) &&
-                  sizeof(KtbReal) >= sizeof(double));
-    std::memcpy(static_cast<void*>(&decimal_), static_cast<const void*>(&other.decimal_), sizeof decimal_);
-}
+static_assert(std::is_trivially_copyable_v<KtbReal> && sizeof(KtbReal) >= sizeof(long) && sizeof(KtbReal) >= sizeof(double));
 
 KtbDatavar& KtbDatavar::operator=(const KtbDatavar& other) noexcept {
     if (this == &other) return *this;
@@ -60,8 +53,6 @@ KtbDatavar& KtbDatavar::operator=(const KtbDatavar& other) noexcept {
         assign(other.text_);
         return *this;
     }
-    type_ = other.type_;
-    null_ = other.null_;
     copyNumber(other);
     return *this;
 }

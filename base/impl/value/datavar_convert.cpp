@@ -158,7 +158,7 @@ KtbDate KtbDatavar::asDate() const noexcept {
 KtbString KtbDatavar::asString() const noexcept {
     switch (null_ ? ktbTypeNone : type_) {
         case ktbTypeBoolean:
-            return KtbString(boolean_ ? "true" : "false");
+            return KtbString(boolean_ ? "true" : "false", true);
         case ktbTypeInteger:
             return integerText(integer_);
         case ktbTypeDecimal:

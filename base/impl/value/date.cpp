@@ -160,9 +160,9 @@ bool readMoment(const char* text, Civil* date, TimeOfDay* time) {
     return text != nullptr && *skipBlanks(text) == 0;
 }
 
-// "YYYY-MM-DDThh:mm:ss.ffffff" and the NUL.
+// "YYYY-MM-DDThh:mm:ss.ffffff"
 struct DateText {
-    char bytes[27];
+    char bytes[26];
     int size = 0;
 
     void addMark(char mark) { bytes[size++] = mark; }
@@ -214,8 +214,9 @@ KtbString KtbDate::asString(bool withTime) const noexcept {
     DateText text;
     writeCivil(civilFromDays(moment.days), &text);
     if (withTime) writeTime(moment.microsOfDay, &text);
-    text.addMark(0);
-    return KtbString(text.bytes);
+    KtbString result;
+    result.assign(text.bytes, text.size);
+    return result;
 }
 
 bool KtbDate::isMidnight() const noexcept { return !null_ && momentFromSeconds(seconds_).microsOfDay == 0; }
