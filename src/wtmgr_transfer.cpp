@@ -59,7 +59,7 @@ bool KTWTManagerImpl::copy(KtWorkTableFile* target, KtWorkTableManager* owner, c
 
 KtWorkTableFile* KTWTManagerImpl::copy(long elementSize, const KtbString& accessKey, const KtbString& source,
                                        KtbString* error) {
-    if (accessKey.length() == 0 || accessKey.compare(accessKey_, true) == 0) {
+    if (accessKey.cStrSize() == 1 || accessKey.compare(accessKey_, true) == 0) {
         return copy(nullptr, this, elementSize, source, error);
     }
     KtWorkTableManager* owner = ktwtCreateManager(accessKey, directoryList_, error);
