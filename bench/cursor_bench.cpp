@@ -10,18 +10,8 @@ namespace bench {
 
 namespace {
 
-struct ReleaseObject {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-using Manager = std::unique_ptr<KtWorkTableManager, ReleaseObject>;
-using Table = std::unique_ptr<KtWorkTableFile, ReleaseObject>;
-
 KtWorkTableManager& manager() {
-    static KtbString error;
-    static const Manager instance(ktwtCreateManager("", directory().c_str(), &error));
+    static const Manager instance = newManager("cursor");
     return *instance;
 }
 
@@ -73,7 +63,7 @@ long passThrough(Cursor* cursor, Columns kind) {
 template <class Cursor>
 void passes(benchmark::State& state, Cursor* (*make)(KtWorkTableManager*), Columns kind) {
     for (auto _ : state) {
-        const std::unique_ptr<Cursor, ReleaseObject> cursor(make(&manager()));
+        const std::unique_ptr<Cursor, Release> cursor(make(&manager()));
         if (passThrough(cursor.get(), kind) != rowCount()) state.SkipWithError("rows are missing");
     }
 }

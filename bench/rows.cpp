@@ -78,9 +78,16 @@ struct Directory {
 long rowCount() { return count; }
 void setRowCount(long newCount) { count = newCount; }
 
-const std::string& directory() {
-    static const Directory instance;
-    return instance.path;
+std::string directory(const std::string& name) {
+    static const Directory all;
+    const std::string path = all.path + "/" + name;
+    std::filesystem::create_directories(path);
+    return path;
+}
+
+Manager newManager(const std::string& name) {
+    KtbString error;
+    return Manager(ktwtCreateManager("", directory(name).c_str(), &error));
 }
 
 }  // namespace bench

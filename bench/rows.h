@@ -2,6 +2,7 @@
 #ifndef BENCH_ROWS_H
 #define BENCH_ROWS_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,9 +44,21 @@ Rows& rows();
 long rowCount();
 void setRowCount(long count);
 
-// Where the files go: a directory of the bench's own below the system's temporary directory, made at the first call and
-// removed at the end of the program.
-const std::string& directory();
+// Where the files of the benches called `name` go: a directory of their own, made when it is not there and removed at the end
+// of the program, so that nobody takes another's files for his own.
+std::string directory(const std::string& name);
+
+struct Release {
+    template <class Object>
+    void operator()(Object* object) const {
+        object->release();
+    }
+};
+using Manager = std::unique_ptr<KtWorkTableManager, Release>;
+using Table = std::unique_ptr<KtWorkTableFile, Release>;
+
+// A manager for that directory; null when it could not be made.
+Manager newManager(const std::string& name);
 
 }  // namespace bench
 

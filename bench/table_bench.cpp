@@ -12,17 +12,8 @@ namespace bench {
 
 namespace {
 
-struct Release {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-using Table = std::unique_ptr<KtWorkTableFile, Release>;
-
 KtWorkTableManager& manager() {
-    static KtbString error;
-    static const std::unique_ptr<KtWorkTableManager, Release> instance(ktwtCreateManager("", directory().c_str(), &error));
+    static const Manager instance = newManager("table");
     return *instance;
 }
 
@@ -47,7 +38,7 @@ const std::string& sharedTable() {
 }
 
 std::string fileNamed(const std::string& prefix) {
-    for (const auto& file : std::filesystem::directory_iterator(directory())) {
+    for (const auto& file : std::filesystem::directory_iterator(directory("table"))) {
         const std::string name = file.path().filename().string();
         if (name.compare(0, prefix.size(), prefix) == 0) return file.path().string();
     }
@@ -90,8 +81,8 @@ void writeRows(benchmark::State& state) {
 }
 
 void writeRowsByHand(benchmark::State& state) {
-    const std::string data = directory() + "/hand.data";
-    const std::string index = directory() + "/hand.index";
+    const std::string data = directory("table") + "/hand.data";
+    const std::string index = directory("table") + "/hand.index";
     for (auto _ : state) {
         if (!writeByHand(data, index, rowCount())) state.SkipWithError("the files could not be written");
         state.PauseTiming();
@@ -103,7 +94,7 @@ void writeRowsByHand(benchmark::State& state) {
 }
 
 void writeRowsSqlite(benchmark::State& state) {
-    const std::string path = directory() + "/peer.sqlite";
+    const std::string path = directory("table") + "/peer.sqlite";
     for (auto _ : state) {
         if (!writeSqlite(path, rowCount())) state.SkipWithError("the database could not be written");
     }
@@ -135,7 +126,7 @@ void readRowsByHand(benchmark::State& state) {
 }
 
 void readRowsSqlite(benchmark::State& state) {
-    const std::string path = directory() + "/read.sqlite";
+    const std::string path = directory("table") + "/read.sqlite";
     static const bool written = writeSqlite(path, rowCount());
     for (auto _ : state) {
         if (!written || !readSqlite(path, rowCount())) state.SkipWithError("rows are missing");
@@ -184,7 +175,7 @@ void openAtRow(benchmark::State& state) {
 }
 
 void openAtRowByHand(benchmark::State& state) {
-    const std::string header = directory() + "/" + sharedTable();
+    const std::string header = directory("table") + "/" + sharedTable();
     const std::string index = fileNamed("ktwtei_");
     const std::string data = fileNamed("ktwte_");
     long iteration = 0;

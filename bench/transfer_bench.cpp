@@ -12,23 +12,10 @@ namespace bench {
 
 namespace {
 
-struct ReleaseObject {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-using Table = std::unique_ptr<KtWorkTableFile, ReleaseObject>;
-using Manager = std::unique_ptr<KtWorkTableManager, ReleaseObject>;
-
 constexpr long hundredRows = 100;
 
-// In a directory of its own: other benches look for the files of their only table.
 KtWorkTableManager& manager() {
-    static KtbString error;
-    static const std::string place = directory() + "/transfer";
-    static const bool made = std::filesystem::create_directory(place);
-    static const Manager instance(ktwtCreateManager("", made ? place.c_str() : "", &error));
+    static const Manager instance = newManager("transfer");
     return *instance;
 }
 

@@ -11,15 +11,6 @@ namespace bench {
 
 namespace {
 
-struct ReleaseObject {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-using Table = std::unique_ptr<KtWorkTableFile, ReleaseObject>;
-using Manager = std::unique_ptr<KtWorkTableManager, ReleaseObject>;
-
 constexpr int textColumns = 6;
 
 // Enough for a document that no cache holds; all the rows of the other benches would only take memory.
@@ -76,7 +67,7 @@ bool isRight(const KtbString& document) {
 
 void readXml(benchmark::State& state) {
     KtbString error;
-    const Manager manager(ktwtCreateManager("", directory().c_str(), &error));
+    const Manager manager = newManager("xml");
     const Table written(manager ? manager->create(textColumns, 0, &error) : nullptr);
     if (!written || !fill(written.get())) {
         state.SkipWithError("the table could not be written");
