@@ -166,32 +166,37 @@ struct DateText {
     int size = 0;
 
     void addMark(char mark) { bytes[size++] = mark; }
-    void addNumber(long number, int digits) {
-        for (int at = size + digits; at-- > size; number /= 10) bytes[at] = static_cast<char>('0' + number % 10);
-        size += digits;
+    // A number of two digits.
+    void addPair(long number) {
+        const auto pair = static_cast<unsigned>(number);
+        bytes[size++] = static_cast<char>('0' + pair / 10);
+        bytes[size++] = static_cast<char>('0' + pair % 10);
     }
 };
 
 void writeCivil(const Civil& date, DateText* text) {
-    text->addNumber(date.year, 4);
+    text->addPair(date.year / 100);
+    text->addPair(date.year % 100);
     text->addMark('-');
-    text->addNumber(date.month, 2);
+    text->addPair(date.month);
     text->addMark('-');
-    text->addNumber(date.day, 2);
+    text->addPair(date.day);
 }
 
 void writeTime(long microsOfDay, DateText* text) {
     const long second = microsOfDay / microsPerSecond;
     text->addMark('T');
-    text->addNumber(second / 3600, 2);
+    text->addPair(second / 3600);
     text->addMark(':');
-    text->addNumber(second / 60 % 60, 2);
+    text->addPair(second / 60 % 60);
     text->addMark(':');
-    text->addNumber(second % 60, 2);
+    text->addPair(second % 60);
     const long micros = microsOfDay % microsPerSecond;
     if (micros == 0) return;
     text->addMark('.');
-    text->addNumber(micros, 6);
+    text->addPair(micros / 10000);
+    text->addPair(micros / 100 % 100);
+    text->addPair(micros % 100);
     while (text->bytes[text->size - 1] == '0') --text->size;
 }
 

@@ -265,7 +265,9 @@ KtbString KtbReal::asString() const noexcept {
     if (null_) return KtbString(nullptr);
     DecimalText text;
     writeDecimal({join(high_, low_), scale_, negative_}, &text);
-    return KtbString(text.begin);
+    KtbString result;
+    result.assign(text.begin, static_cast<int>(text.bytes + sizeof text.bytes - 1 - text.begin));
+    return result;
 }
 
 int KtbReal::compare(const KtbReal& other) const noexcept {
