@@ -205,6 +205,7 @@ bool makeInventory(const std::string& root) {
     std::printf("Inventory of %s: %zu entries\n", root.c_str(), entries.size());
 
     const WorkDirectory directory("inventory");
+    if (directory.path().empty()) return complain("cannot make a directory for the work table", KtbString());
     KtbString error;
     const Manager manager(ktwtCreateManager("", directory.path().c_str(), &error));
     if (!manager) return complain("cannot make a manager", error);

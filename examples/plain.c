@@ -57,9 +57,10 @@ static int readRows(KTWFCursor* record) {
     while ((state = f->ktwfNext(record)) == 0) {
         if (rows == distanceCount) return complain(record, "there are more rows than were written");
         const struct distance* expected = &distances[rows++];
-        const int same = valueIs(record, 0, expected->city) & valueIs(record, 1, expected->kilometres);
+        const int cityIsSame = valueIs(record, 0, expected->city);
+        const int distanceIsSame = valueIs(record, 1, expected->kilometres);
         printf("\n");
-        if (!same) return complain(record, "a row read is not the row written");
+        if (!cityIsSame || !distanceIsSame) return complain(record, "a row read is not the row written");
     }
     if (state < 0) return complain(record, "cannot read");
     return rows == distanceCount || complain(record, "rows are missing");

@@ -8,6 +8,10 @@
 
 int main() {
     const WorkDirectory directory("plain");
+    if (directory.path().empty()) {
+        std::fprintf(stderr, "plain: cannot make a directory for the work table\n");
+        return 1;
+    }
     KtbString error;
     const Manager manager(ktwtCreateManager("", directory.path().c_str(), &error));
     KtWorkTableStringKTWFCursor* cursor = manager ? ktwtCreateStringKTWFCursor(manager.get()) : nullptr;

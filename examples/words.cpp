@@ -109,6 +109,7 @@ bool keepWords(const std::string& path) {
     Words words;
     if (!readFile(path, &words)) return false;
     const WorkDirectory directory("words");
+    if (directory.path().empty()) return complain("cannot make a directory for the work table", KtbString());
     KtbString error;
     const Manager manager(ktwtCreateManager("", directory.path().c_str(), &error));
     if (!manager) return complain("cannot make a manager", error);

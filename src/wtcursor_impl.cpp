@@ -130,11 +130,15 @@ bool KtWorkTableCursorImpl::top() {
     const bool closed = table_->close();
     const KtbString tableError = building_ || !closed ? table_->getError() : KtbString();
     letGo();
-    if (closed) table_ = manager_->open(uri, false, &error_);
+    if (!closed) return fail(tableError);
+    table_ = manager_->open(uri, false, &error_);
     if (table_ != nullptr) return true;
     // A table that did not survive its own failure is missing now; the failure is the reason, not that.
     return tableError.length() != 0 ? fail(tableError) : false;
 }
+
+// Writes out a table that is still being built, before it is let go of: its release could not tell of a failure.
+bool KtWorkTableCursorImpl::finishBuilding() { return !building_ || table_->close() || fail(table_->getError()); }
 
 // Lets go of the table, which stays on disk.
 void KtWorkTableCursorImpl::letGo() {
@@ -231,10 +235,11 @@ bool KtWorkTableCursorImpl::createColumns() {
         created->release();
         return false;
     }
+    const bool finished = finishBuilding();
     letGo();  // a table held until now would be lost, open and with all its memory
     table_ = created;
     building_ = true;
-    return true;
+    return finished;
 }
 
 // Returns false when memory is exhausted.
@@ -265,12 +270,14 @@ KtWorkTableFile* KtWorkTableCursorImpl::getWorkTable(bool detach) {
 
 // The cursor now has the table's columns to be created, too: createColumns() makes another table like it.
 bool KtWorkTableCursorImpl::setWorkTable(KtWorkTableFile* table) {
+    bool finished = true;
     if (table != table_) {
+        finished = finishBuilding();
         letGo();
         table_ = table;
     }
     dropColumns();
-    if (table_ == nullptr) return true;
+    if (table_ == nullptr) return finished;
     for (int i = 0; i < table_->getColumns(); ++i) {
         KtbString name;
         ktbType type = ktbTypeNone;
@@ -279,7 +286,7 @@ bool KtWorkTableCursorImpl::setWorkTable(KtWorkTableFile* table) {
         name.isNull() ? loseColumn() : addColumn(name, type);
         if (columnsFailure_) return false;
     }
-    return true;
+    return finished;
 }
 
 bool KtWorkTableCursorImpl::clear() {
@@ -292,7 +299,9 @@ bool KtWorkTableCursorImpl::clear() {
     const KtbString name = table_->getName();
     // One that ends with a failure while it is being built removes itself.
     const bool removesItself = building_ && (!table_->close() || table_->getError().length() != 0);
+    const KtbString why = removesItself ? table_->getError() : KtbString();
     letGo();
+    if (removesItself && !releaseFlag_) return fail(why);  // it was to be kept
     if (removesItself || !releaseFlag_ || manager_ == nullptr || manager_->remove(name, &error_)) return true;
     ktbAssertFailure(error_.asCstr(), messageSource, line);
     return false;

@@ -108,6 +108,7 @@ private:
     bool describe(int column, KtbString* name, ktbType* type);
     bool copyNames(KtbString* names);
     bool defineColumns(KtWorkTableFile* table, KtbString* names);
+    bool finishBuilding();
     void letGo();
     bool growColumns();
     void dropColumns();

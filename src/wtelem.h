@@ -41,7 +41,7 @@ public:
 
     // Places an element that is open for writing after its counted rows. Usually the files end there; when an earlier writer
     // never came to its end, there is more, which the next rows overwrite and which stays as long as none is written. An
-    // element without an index is placed at its end.
+    // element without an index is read through to find the place.
     bool placeForAppending();
 
     bool close();
@@ -95,6 +95,7 @@ private:
     // wtelem_read.cpp: decoding
     bool seekEnd();
     bool findEnd(long* end);
+    bool findEndByReading(long* end);
     bool readForward(KtbDatavar** values, int wanted, bool* end);
     bool readReversed(KtbDatavar** values, int wanted, bool* end);
     bool beginReading();

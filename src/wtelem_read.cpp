@@ -65,10 +65,21 @@ bool KTWTFileElement::seekEnd() {
     return true;
 }
 
+// Finds where the last counted row ends when no index tells where it begins: by passing over all rows.
+bool KTWTFileElement::findEndByReading(long* end) {
+    input_.start(dataFile_, 0);
+    for (long row = 0; columnCount_ != 0 && row < rows_; ++row) {
+        if (!passRest(0)) return false;
+    }
+    *end = input_.offset();
+    return true;
+}
+
 // Finds where the last counted row ends.
 bool KTWTFileElement::findEnd(long* end) {
     *end = 0;
     if (rows_ <= 0) return true;
+    if (indexFile_ == nullptr) return findEndByReading(end);
     if (rows_ > LONG_MAX / indexEntrySize) return fail(KTWT_MESSAGE(336));
     const long entry = (rows_ - 1) * indexEntrySize;
     if (np_fio_seek64(indexFile_, entry, np_from_start) < 0) return fail(KTWT_MESSAGE(336));
@@ -83,15 +94,14 @@ bool KTWTFileElement::findEnd(long* end) {
 }
 
 bool KTWTFileElement::placeForAppending() {
-    if (indexFile_ == nullptr) return seek(-1);
     long end = 0;
     if (!findEnd(&end)) return false;
     if (end > size_) return fail(KTWT_MESSAGE(1301, "column"));
     if (!seek(-1)) return false;
     size_ = end;
-    const bool placed = np_fio_seek64(indexFile_, std::max(rows_, 0L) * indexEntrySize, np_from_start) >= 0 &&
-                        np_fio_seek64(dataFile_, end, np_from_start) >= 0;
-    return placed || fail(KTWT_MESSAGE(336));
+    const bool placed =
+        indexFile_ == nullptr || np_fio_seek64(indexFile_, std::max(rows_, 0L) * indexEntrySize, np_from_start) >= 0;
+    return (placed && np_fio_seek64(dataFile_, end, np_from_start) >= 0) || fail(KTWT_MESSAGE(336));
 }
 
 inline bool KTWTFileElement::nextIndexEntry(long* offset) {

@@ -241,7 +241,7 @@ bool KTWTFileImpl::close() {
 
 bool KTWTFileImpl::closeWritable(bool closed) {
     if (writeFailed_) {
-        error_ = writeFailure_;
+        ktwt::setFailure(&error_, writeFailure_);
         closed = false;
     }
     if (!closeCurrent(closed)) closed = false;

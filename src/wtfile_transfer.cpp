@@ -87,7 +87,8 @@ int KTWTFileImpl::copiedWidth(int column) const {
     const int width = visibleColumn(column)->width;
     if (width <= 0 || !selection_) return width;
     const KTWTSelectionEntry& entry = selection_[static_cast<std::size_t>(column)];
-    return entry.constant && entry.value ? std::max(width, entry.value->asString().cStrSize() - 1) : width;
+    KtbString scratch;  // a constant with a width is a text, which is looked at where it is
+    return entry.constant && entry.value ? std::max(width, entry.value->asString(&scratch).cStrSize() - 1) : width;
 }
 
 void KTWTFileImpl::raiseLongest(const KTWTFileImpl& source) {

@@ -24,8 +24,9 @@ public:
     // Appends the rows of `source` to `target`, whose columns must agree in number (else 1769), name (1770) and type (1771).
     // `source` may be a work table URI; columns that it chooses must agree in number only, and are taken in their order. Takes
     // the target's named lock meanwhile, unless `noLock` is true: the caller then sees to it that nobody else appends to that
-    // table. A table can be appended to itself, which doubles its rows. After a failure the target keeps its earlier rows, and
-    // those of the new ones that came before a row that could not be read; when new rows cannot be stored, none of them.
+    // table. A table can be appended to itself, which doubles its rows. After a failure the target keeps its earlier rows; of
+    // the new ones it keeps those before a row that could not be read or found no memory, and none when the disk refused any.
+    // Only when the disk takes half of the new header and then does not even take the old one back is the table removed.
     virtual bool append(const KtbString& target, const KtbString& source, KtbString* error) = 0;
     virtual bool append(const KtbString& target, const KtbString& source, bool noLock, KtbString* error) = 0;
 
@@ -43,8 +44,9 @@ public:
 
     // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be
     // defined before the first row; a new pair of files is started whenever the current data file has grown past `elementSize`
-    // bytes (0: never). With `sortColumns` rows are sorted on the way in. Negative counts are refused (message 1420). The
-    // caller releases the table; its name is table->getName().
+    // bytes (0: never). With `sortColumns` rows are sorted on the way in, which needs a sort
+    // manager; the bundled base services have none yet, and the table is refused with a text that says so. Negative counts are
+    // refused (message 1420). The caller releases the table; its name is table->getName().
     virtual KtWorkTableFile* create(int columns, long elementSize, KtbString* error) = 0;
     virtual KtWorkTableFile* create(int columns, int sortColumns, long elementSize, KtbString* error) = 0;
 
