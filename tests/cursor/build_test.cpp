@@ -148,6 +148,17 @@ TEST_F(CursorBuildTest, ATableThatTheDiskCannotHoldIsGoneAndTheReasonIsTold) {
     EXPECT_TRUE(files().empty());
 }
 
+TEST_F(CursorBuildTest, ATableThatTheDiskCannotHoldIsToldOfWhenAnotherTakesItsPlace) {
+    build({{1L, "one"}});
+    {
+        const FileSizeLimit full(8);
+        EXPECT_FALSE(cursor_->setWorkTable(nullptr));
+    }
+    EXPECT_EQ(error().substr(0, 9), "KTWT-1045");
+    EXPECT_EQ(cursor_->getWorkTable(false), nullptr);
+    EXPECT_TRUE(files().empty());
+}
+
 // It has removed itself, so that its removal is no failure.
 TEST_F(CursorBuildTest, ReleasingACursorWhoseTableTheDiskCannotHoldIsNoFailedAssertion) {
     build({{1L, "one"}});

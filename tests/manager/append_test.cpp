@@ -181,6 +181,18 @@ TEST_F(AppendTest, LeftoversOfAnEarlierWriterAreOverwritten) {
     }
 }
 
+TEST_F(AppendTest, LeftoversOfAnElementWithoutAnIndexAreOverwrittenToo) {
+    const std::string rows = rowsTable(2);
+    const std::string target = rowsTable(3);
+    table_files::Header changed = header();
+    std::filesystem::remove(indexPath(0));
+    changed.elements[0].index.clear();
+    changeHeader(changed);
+    std::ofstream(dataPath(0), std::ios::app) << std::string(13, '\3');
+    ASSERT_TRUE(append(target, rows)) << error_.asCstr();
+    EXPECT_EQ(rowsOf(target), joined(rowNumbers(0, 2), rowNumbers(0, 1)));
+}
+
 TEST_F(AppendTest, LeftoversStayAsLongAsNothingIsWritten) {
     const std::string empty = rowsTable(0);
     const std::string target = rowsTable(3);
