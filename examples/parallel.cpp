@@ -6,27 +6,17 @@
 // through the one manager they share: every second one by a URI that says which rows it wants, the others with the range as
 // numbers. Every row carries its number, so that it can be checked that the threads together read all rows, each once. The
 // files live in a directory of their own below the system's temporary directory, and are gone at the end.
-#include <stdlib.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "ktwt/ktwt.h"
+#include "example.h"
 
 namespace {
 
-struct Release {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-using Manager = std::unique_ptr<KtWorkTableManager, Release>;
 using Table = std::unique_ptr<KtWorkTableFile, Release>;
 
 // One thread's part, and what came of it.
@@ -145,13 +135,10 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: parallel [THREADS [ROWS]]\n");
         return 2;
     }
-    std::string directory = (std::filesystem::temp_directory_path() / "ktwt-parallel-XXXXXX").string();
-    if (mkdtemp(directory.data()) == nullptr) {
+    const WorkDirectory directory("parallel");
+    if (directory.path().empty()) {
         complain("cannot make a directory below", std::filesystem::temp_directory_path().c_str());
         return 1;
     }
-    const bool done = run(directory, threads, rows);
-    std::error_code ignored;
-    std::filesystem::remove_all(directory, ignored);
-    return done ? 0 : 1;
+    return run(directory.path(), threads, rows) ? 0 : 1;
 }
