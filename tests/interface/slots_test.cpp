@@ -73,8 +73,29 @@ TEST(SlotTest, CallersCallATablesOperationsInThisOrder) {
 TEST(SlotTest, CallersCallTheSortManagersOperationsInThisOrder) {
     EXPECT_EQ(slot(&KtDatafileManager::setChunkSize), 0u);
     EXPECT_EQ(slot(&KtDatafileManager::setSortStable), 7u);
-    EXPECT_EQ(slot(&KtDatafileManager::getError), 8u);
-    EXPECT_EQ(slot(&KtDatafileManager::release), 9u);
+    EXPECT_EQ(slot(&KtDatafileManager::getSettings), 8u);
+    EXPECT_EQ(slot(&KtDatafileManager::createSort), 9u);
+    EXPECT_EQ(slot(&KtDatafileManager::forgetColumns), 10u);
+    EXPECT_EQ(slot(&KtDatafileManager::getError), 11u);
+    EXPECT_EQ(slot(&KtDatafileManager::release), 12u);
+    EXPECT_EQ(slot(&KtDatafileManager::declareColumn), 13u);
+    EXPECT_EQ(slot(&KtDatafileManager::declareColumns), 14u);
+}
+
+TEST(SlotTest, CallersCallASortsOperationsInThisOrder) {
+    EXPECT_EQ(slot(&KtDatafileRowSort::setSort), 0u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::setSortInfo), 1u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::setSortProgress), 2u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::setSortKeys), 3u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::columnSlot), 4u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::addRow), 5u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::finish), 6u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::getError), 7u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::firstRow), 8u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::nextRow), 9u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::columnValue), 10u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::release), 11u);
+    EXPECT_EQ(slot(&KtDatafileRowSort::startsGroup), 12u);
 }
 
 TEST(SlotTest, CallersCallAStringCursorsOperationsInThisOrder) {

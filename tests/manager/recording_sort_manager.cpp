@@ -19,6 +19,9 @@ public:
     bool setSortRecords(unsigned long records) override { return take("setSortRecords", records); }
     bool setSortSize(unsigned long bytes) override { return take("setSortSize", bytes); }
     bool setSortStable(bool on) override { return take("setSortStable", on); }
+    void getSettings(KtDatafileSortSettings* settings) override { *settings = {}; }
+    KtDatafileRowSort* createSort(unsigned long) override { return nullptr; }
+    void forgetColumns() override {}
     KtbString getError() override { return error_; }
 
     void release() override {
@@ -26,6 +29,9 @@ public:
         --sortRecord().alive;
         delete this;
     }
+
+    bool declareColumn(int, ktbType, int) override { return true; }
+    bool declareColumns(int) override { return true; }
 
 private:
     template <class Argument>
