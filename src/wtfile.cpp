@@ -15,7 +15,8 @@
 KTWTFileImpl::KTWTFileImpl(KTWTManagerImpl* manager) : manager_(manager) {}
 
 KTWTFileImpl::~KTWTFileImpl() {
-    close();  // a failure leaves its text, which is looked at next
+    if (created_ && error_.length() != 0) abandonSort();  // the table is removed below
+    close();                                              // a failure leaves its text, which is looked at next
     if (created_ && !removed_ && error_.length() != 0) remove();
 }
 
@@ -74,6 +75,7 @@ bool KTWTFileImpl::open(const KtbString& name, bool readOnly, long* range, bool 
 
 bool KTWTFileImpl::openHeader(const KtbString& name, OpenMode mode, long* range) {
     if (!close()) return false;
+    sortColumnCount_ = 0;  // rows that are appended come after those that are there
     if (name.cStrSize() > 1 || headerPath_.length() == 0) name_ = name;  // asking for its length would change it
     reversed_ = mode.reversed;
     if (mode.markReadOnly) readOnly_ = true;
@@ -252,6 +254,7 @@ bool KTWTFileImpl::closeWritable(bool closed) {
 bool KTWTFileImpl::remove() {
     if (name_.length() == 0) return true;
     removed_ = false;
+    abandonSort();
     close();  // one that fails has removed the files already
     return removed_ || removeFiles();
 }

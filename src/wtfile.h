@@ -22,6 +22,10 @@ class KTWTManagerImpl;
 class KTWTXmlDocument;
 class KtWorkTableURI;
 
+struct KTWTSortRelease {
+    void operator()(KtDatafileRowSort* sort) const { sort->release(); }
+};
+
 // One sort key of a table.
 struct KTWTSortKey {
     int column = 0;
@@ -172,6 +176,7 @@ private:
     bool columnsAreDefined() const;
 
     // wtfile_rows.cpp
+    KtbDatavar** valueVector(int count);
     KtbDatavar** pointTo(KtbDatavar* values);
     bool isOpenForWriting() const;
     bool prepareFirstRow();
@@ -195,8 +200,18 @@ private:
     void forgetAppended();
 
     // wtfile_sort.cpp
+    bool prepareSort();
+    bool createSort();
+    bool declareSortColumns(KtDatafileManager& sorts) const;
+    bool describeSort();
+    bool findSortSlots();
     bool writeSortedRow(KtbDatavar** values);
     bool drainSort();
+    bool takeSortedRows();
+    bool fetchSortedRow(KtbDatavar** values);
+    bool failSorting();
+    void dropSort();
+    void abandonSort();
 
     // wtfile_describe.cpp
     bool describeStored(KtWorkTableURI* uri, bool all) const;
@@ -242,8 +257,10 @@ private:
     KTWTFileElement* current_ = nullptr;  // one of the elements, being read or appended to
     int sortColumnCount_ = 0;
     std::unique_ptr<KTWTSortKey[]> sortKeys_;
-    KtDatafileSortInfo* sortInfo_ = nullptr;          // the caller's
-    KtDatafileSortProgress* sortProgress_ = nullptr;  // the caller's
+    KtDatafileSortInfo* sortInfo_ = nullptr;                    // the caller's
+    KtDatafileSortProgress* sortProgress_ = nullptr;            // the caller's
+    std::unique_ptr<KtDatafileRowSort, KTWTSortRelease> sort_;  // holds the rows from the first one until close
+    std::unique_ptr<KtbDatavar*[]> sortSlots_;                  // its places for the values of a row
     bool firstRowPrepared_ = false;
     bool writeFailed_ = false;  // the files refused a row: no more rows, and no good end
     KtbString writeFailure_;    // why

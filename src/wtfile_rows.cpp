@@ -7,21 +7,23 @@
 #include "wtfile.h"
 #include "wtmessage.h"
 
-// The pointers to the values of one row, in a vector that is kept from row to row; null when memory is exhausted. Callers
-// mostly use one array for all their rows, which the vector then points at already.
-KtbDatavar** KTWTFileImpl::pointTo(KtbDatavar* values) {
-    const int count = rowColumns();
+// A vector for the pointers to `count` values, kept from row to row; null when memory is exhausted.
+KtbDatavar** KTWTFileImpl::valueVector(int count) {
     if (!valueVector_ || valueVectorSize_ != count) {
         valueVector_.reset(new (std::nothrow) KtbDatavar*[static_cast<std::size_t>(count)]);
         valueVectorSize_ = count;
         pointedAt_ = nullptr;
-        if (!valueVector_) {
-            fail(KTWT_MESSAGE(29, "(column value vector)"));
-            return nullptr;
-        }
+        if (!valueVector_) fail(KTWT_MESSAGE(29, "(column value vector)"));
     }
-    KtbDatavar** vector = valueVector_.get();
-    if (pointedAt_ == values) return vector;
+    return valueVector_.get();
+}
+
+// The pointers to the values of one row; null when memory is exhausted. Callers mostly use one array for all their rows, which
+// the vector then points at already.
+KtbDatavar** KTWTFileImpl::pointTo(KtbDatavar* values) {
+    const int count = rowColumns();
+    KtbDatavar** vector = valueVector(count);
+    if (vector == nullptr || pointedAt_ == values) return vector;
     for (int i = 0; i < count; ++i) vector[i] = values + i;
     pointedAt_ = values;
     return vector;
@@ -67,6 +69,7 @@ bool KTWTFileImpl::prepareFirstRow() {
         return text.length() == 0 ? false : fail(text);  // the plain text stands in for a catalog that has none
     }
     if (!columnsAreDefined()) return fail(KTWT_MESSAGE(1420));
+    if (sortColumnCount_ != 0 && !prepareSort()) return false;
     firstRowPrepared_ = true;
     return true;
 }

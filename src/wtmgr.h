@@ -67,14 +67,18 @@ public:
     KtbString getDirectory(int index) const { return directoryAt(index); }
     const KtbString& directoryAt(int index) const;
 
-    // Borrow the sort manager, under the named lock that serialises its use; null when none was made or the lock cannot be
-    // taken. Each call is matched by one releaseDatafileManager() with the same *held: a lock that was not taken is not let go
-    // of.
-    KtDatafileManager* getDatafileManager(bool* held);
+    // Borrow the sort manager, under the named lock that serialises its use; null when none was made, or when the lock cannot
+    // be taken, with the reason in *error and in getError(). Each call is matched by one releaseDatafileManager() with the same
+    // *held: a lock that was not taken is not let go of.
+    KtDatafileManager* getDatafileManager(bool* held, KtbString* error);
     void releaseDatafileManager(bool held);
 
 private:
     static constexpr char messageSource[] = "wtmgr";
+
+    // Every lock is taken exclusively and waited for.
+    static constexpr int lockExclusive = 1;
+    static constexpr int lockWait = 1;
 
     bool findDirectories(KtbString* error);
     bool splitDirectories(KtbString* error);

@@ -5,10 +5,6 @@
 #include "wtmessage.h"
 #include "wtmgr.h"
 
-// Every lock is taken exclusively and waited for.
-static constexpr int lockExclusive = 1;
-static constexpr int lockWait = 1;
-
 // The link that leads to the element of that name, or to the null at the end. Only under the manager's lock.
 KTWTQueueElement** KTWTManagerImpl::findQueueElement(const KtbString& name) {
     KTWTQueueElement** link = &queueHead_;

@@ -52,9 +52,14 @@ bool KTWTManagerImpl::setSortStable(bool on) {
     return applySetting([=](KtDatafileManager& sort) { return sort.setSortStable(on); });
 }
 
-KtDatafileManager* KTWTManagerImpl::getDatafileManager(bool* held) {
-    *held = enqueue(uniqueKey_, &error_);
-    return *held ? datafileManager_ : nullptr;
+// Tables of several threads come here, where two at a time may fail.
+KtDatafileManager* KTWTManagerImpl::getDatafileManager(bool* held, KtbString* error) {
+    *held = enqueue(uniqueKey_, error);
+    if (*held) return datafileManager_;
+    ktLockGet(managerLock_, lockExclusive, lockWait);
+    error_ = *error;
+    ktLockRelease(managerLock_);
+    return nullptr;
 }
 
 void KTWTManagerImpl::releaseDatafileManager(bool held) {

@@ -94,14 +94,15 @@ TEST_F(FileFaultTest, ASettingNeedsTheNamedLockOfTheSortManager) {
 
 TEST_F(FileFaultTest, TheSortManagerIsNotLentWithoutItsNamedLock) {
     bool held = true;
-    with({.call = FileCall::lock}, [&] { EXPECT_EQ(stage.impl()->getDatafileManager(&held), nullptr); });
+    with({.call = FileCall::lock}, [&] { EXPECT_EQ(stage.impl()->getDatafileManager(&held, &stage.error), nullptr); });
     EXPECT_FALSE(held);
     expectOnly(stage.log, "wtmgr", 29, "(enqueue work table lock)");
     EXPECT_EQ(stage.manager->getError().asCstr(), stage.firstMessage());
+    EXPECT_EQ(stage.error.asCstr(), stage.firstMessage());
     stage.impl()->releaseDatafileManager(held);
     // A lock that is free again can be taken as often as one likes.
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(stage.impl()->getDatafileManager(&held), nullptr) << "no setting and no sort column has made one";
+        EXPECT_EQ(stage.impl()->getDatafileManager(&held, &stage.error), nullptr) << "no setting and no sort column has made one";
         EXPECT_TRUE(held);
         stage.impl()->releaseDatafileManager(held);
     }

@@ -345,6 +345,49 @@ TEST_F(RealObjectTest, ATablesSortSettingsAreInTheirSlots) {
     release(table);
 }
 
+// What is set through the slots is what the sort is told, operation by operation, and its rows come back through its own.
+TEST_F(RealObjectTest, ASortedTableIsWrittenThroughTheSlots) {
+    F* table = slotOf<F*(M*, int, int, long, KtbString*)>(manager, 14)(manager, 1, 1, 0, &error);
+    const auto define = slotOf<bool(F*, int, KtbString, ktbType, int)>(table, 4);
+    ASSERT_TRUE(define(table, 0, "number", ktbTypeInteger, 0));
+    KTSortCollateParms parms = {};
+    KtDatafileSortInfo info = {};
+    auto* progress = reinterpret_cast<KtDatafileSortProgress*>(&info);  // nobody calls it here
+    EXPECT_EQ((slotOf<int(F*, int, int, bool, KTSortCollateParms*)>(table, 0)(table, 0, 3, true, &parms)), 0);
+    EXPECT_EQ((slotOf<int(F*, KtDatafileSortInfo*)>(table, 1)(table, &info)), 0);
+    EXPECT_EQ((slotOf<int(F*, KtDatafileSortProgress*)>(table, 2)(table, progress)), 0);
+    for (const int number : {1, 2}) {
+        KtbDatavar value;
+        value.assign(number);
+        EXPECT_TRUE((slotOf<bool(F*, KtbDatavar*)>(table, 16)(table, &value)));
+    }
+    EXPECT_TRUE(slotOf<bool(F*)>(table, 3)(table));
+    const std::vector<std::string> expected = {"created " + directory.path(),
+                                               "declareColumns 1",
+                                               "declareColumn 0 2 0",
+                                               "createSort d0000000",
+                                               "forgetColumns",
+                                               "setSortKeys 1",
+                                               "setSort 0 3 1",
+                                               "setSortInfo",
+                                               "setSortProgress",
+                                               "columnSlot 0",
+                                               "addRow 1",
+                                               "addRow 2",
+                                               "finish",
+                                               "firstRow",
+                                               "columnValue 0",
+                                               "nextRow",
+                                               "columnValue 0",
+                                               "nextRow",
+                                               "sort released"};
+    EXPECT_EQ(sortRecord().calls, expected);
+    EXPECT_EQ(sortRecord().parms, std::vector<KTSortCollateParms*>{&parms});
+    EXPECT_EQ(sortRecord().info, &info);
+    EXPECT_EQ(sortRecord().progress, progress);
+    EXPECT_EQ(rowsOf(table), 2);
+}
+
 TEST_F(RealObjectTest, ReleaseOfANullTableDoesNothing) {
     F* table = create(0);
     slotOf<void(F*)>(table, 13)(nullptr);
