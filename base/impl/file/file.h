@@ -63,7 +63,9 @@ public:
     int truncate();
     int close();
 
-    // Lets a test reach with few bytes what takes many otherwise. Only before the first transfer.
+    // Sets the size of the first buffer and of the largest; only before the first transfer. A transfer of at least `largest`
+    // bytes goes straight to the system, so that with (1, 1) there is no buffer at all: for callers whose transfers are large
+    // anyway. Small sizes also let a test reach with few bytes what takes many otherwise.
     void setBufferSizes(unsigned long smallest, unsigned long largest) {
         bytesSmallest_ = smallest;
         bytesLargest_ = largest;

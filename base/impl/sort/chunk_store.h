@@ -68,6 +68,9 @@ public:
     // Reads the first `size` bytes of the chunk, of which there must be as many. After a failure `bytes` holds anything.
     [[nodiscard]] bool read(ChunkId id, void* bytes, unsigned long size);
 
+    // Fails for a caller who finds that what was read is not what was written. Returns false.
+    bool failReading(ChunkId id);
+
     // Gives back a reserved place, written or not. The id means nothing from then on until reserve() returns it again.
     void release(ChunkId id);
 
@@ -113,16 +116,16 @@ private:
     };
 
     static ChunkId idOf(Place place);
-    static Place placeIn(ChunkId id);
 
+    bool splitList(const char* list);
     bool copyList(const char* list);
-    bool makeFiles();
+    bool makeFiles(std::size_t count);
     int makeFile(WorkFile* file);
     bool findFile();
     void giveUp(int code);
     bool reservePlace(Place* place);
     bool moveChunk(ChunkId id, Place* place);
-    int writeAt(Place place, const void* bytes, unsigned long size);
+    bool writeAt(Place place, const void* bytes, unsigned long size);
     bool seek(Place place);
     Place placeOf(ChunkId id) const;
     Move* findMove(ChunkId id) const;
@@ -130,9 +133,9 @@ private:
     bool fail(const KtbString& text);
     bool failForMemory();
     bool failForDirectories();
+    bool failWithoutDirectory(int code);
 
     std::unique_ptr<char[]> directories_;  // the list, with NULs for the separators
-    std::size_t directoriesBytes_ = 0;     // with the last NUL
     std::unique_ptr<WorkFile[]> files_;
     std::size_t fileCount_ = 0;
     std::size_t current_ = 0;  // the file that is being written; those before it have been given up
