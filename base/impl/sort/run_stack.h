@@ -1,0 +1,78 @@
+// RunStack: the runs on disk, in the order in which their rows were added.
+//
+// Runs that have been merged equally often stand next to each other, the longest at the bottom. When there are as many of the
+// shortest as one merge can take, they are merged into one, at once: so the runs are few however many rows come, every row is
+// merged about log(runs) times, with the number of runs in a merge as the base, and only neighbours are merged, which keeps
+// rows with equal keys in order.
+//
+//     runs   | 30 million rows | 1 million | 1 million | 20000 | 20000 | 20000 | <- the next one
+//
+// How many runs a merge takes depends on the memory alone: a run takes a buffer for a chunk and for its longest row, and no
+// file of its own.
+#ifndef KTB_IMPL_SORT_RUN_STACK_H
+#define KTB_IMPL_SORT_RUN_STACK_H
+
+#include <memory>
+
+#include "sort/run_file.h"
+#include "sort/sort_memory.h"
+
+class RunStack {
+public:
+    RunStack(const RowOrder& order, SortMemory& memory) : order_(order), memory_(memory), writer_(store_) {}
+    ~RunStack();
+
+    [[nodiscard]] bool setDirectories(const KtbString& list) { return store_.setDirectories(list); }
+
+    // Sets aside the memory for writing runs, so that what comes later cannot fail for want of it. Returns false when memory is
+    // exhausted.
+    [[nodiscard]] bool prepare(std::size_t chunkBytes);
+
+    bool isEmpty() const { return count_ == 0; }
+    std::size_t count() const { return count_; }
+    long bytesWritten() const { return store_.bytesWritten(); }
+
+    // How often a row will have been read back from disk when all runs have been merged.
+    int mergePasses() const;
+
+    KtbString getError() const { return store_.getError(); }
+
+    // Write a run row by row and put it on the stack. Each returns false when the disk takes no more, or memory is exhausted:
+    // the error text is then empty.
+    [[nodiscard]] bool begin() { return writer_.begin(); }
+    [[nodiscard]] bool put(const unsigned char* record) { return writer_.put(record); }
+    [[nodiscard]] bool finish(int merges);
+
+    // How many runs from the top are to be merged now that a run has come; 0: none.
+    std::size_t dueForMerge() const;
+
+    // How many runs from the top are to be merged before a single merge can take them all; 0: none.
+    std::size_t dueForLastMerge() const;
+
+    // A merge of the `count` runs on top, which it takes off the stack. Null when memory is exhausted.
+    std::unique_ptr<RunMerge> mergeTop(std::size_t count, long* rows, int* merges);
+
+    // The last merge, of all runs.
+    std::unique_ptr<RunMerge> mergeAll();
+
+    // The memory that mergeTop() took is given back. The merge must be gone.
+    void endMerge();
+
+private:
+    std::size_t room() const;
+    std::size_t bufferBytes(std::size_t fromTop) const;
+    std::size_t mergeable() const;
+    bool growRuns();
+
+    const RowOrder& order_;
+    SortMemory& memory_;
+    ChunkStore store_;
+    RunWriter writer_;
+    std::size_t chunkBytes_ = 0;
+    std::size_t mergeBytes_ = 0;  // what the merge under way holds
+    std::unique_ptr<Run[]> runs_;
+    std::size_t count_ = 0;
+    std::size_t capacity_ = 0;
+};
+
+#endif
