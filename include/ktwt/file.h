@@ -10,6 +10,19 @@
 // Lifetime:  a table stays on disk when its object is released. Two exceptions remove it: a writable table whose close
 //            fails, and a created one that is released while its error text is set. Any operation that failed has set it,
 //            a question about a column that does not exist included, and a close that succeeds does not clear it.
+// Sorting:   a table that was created with sort keys takes rows in any order and holds them in the order of its keys:
+//
+//                KtWorkTableFile* table = manager->create(2, 2, 0, &error);  // two columns, two sort keys
+//                table->defineColumnInfo(0, "city", ktbTypeString, 0);
+//                table->defineColumnInfo(1, "people", ktbTypeInteger, 0);
+//                table->setSort(0, 1, true, nullptr);   // the largest first,
+//                table->setSort(1, 0, false, nullptr);  // and those of one size by name
+//                ... table->writeRow(...) in any order ...
+//                table->close();  // here they are sorted
+//
+//            Until the close its rows are in memory or in nameless files in the work directories, within the memory budget of
+//            the manager's setSortSize(), and the table itself is empty. Once it is closed it is a table like any other; rows
+//            that are appended to it later are stored where they come. ktb/sort.h says what the order is, and what can be set.
 #ifndef KTWT_FILE_H
 #define KTWT_FILE_H
 
@@ -19,10 +32,18 @@
 #include "ktb/string.h"
 #include "ktb/type.h"
 
+// Of the operations that it inherits, setSort() describes one of the sort keys that create() was asked for, numbered from 0;
+// keys that are not described are column 0, ascending. It returns 1 for a number that is none of them, and otherwise 0 without
+// a look at the rest, like setSortInfo() and setSortProgress(). What they were given is taken up when the first row is written;
+// later calls change nothing. Collation, information and progress objects are the caller's and must live until the table is
+// closed. A key orders by the values that were written: a text by the whole of it, also where the column's width cuts it.
 class KtWorkTableFile : public KtDatafileSort {
 public:
     // Finishes the table: closes its files and, when it is writable, writes its header. May be called more than once.
-    // Returns false when anything could not be written; the table's files are removed then.
+    // Returns false when anything could not be written; the table's files are removed then. A sorted table sorts and stores its
+    // rows here, which can take as long as writing them did, and needs room on disk for them once more; a sort that fails or
+    // is cancelled fails the close with the sort's own text. So does the release of a table that was not closed, but it cannot
+    // tell: close a sorted table before releasing it.
     virtual bool close() = 0;
 
     // Defines stored column `column` (0 to the column count - 1) before the first row is written. The name must differ from
@@ -42,7 +63,7 @@ public:
 
     virtual KtbString getError() = 0;
     virtual KtbString getName() = 0;  // what the manager's open() takes; a single file name
-    virtual long getRows() = 0;       // rows stored, whatever range was opened
+    virtual long getRows() = 0;       // rows stored, whatever range was opened; while a table is being sorted, rows written
 
     // Reads the next row. `values` has getColumns() values (or pointers to values), the caller's, which are overwritten; a text
     // read into a value keeps that value's memory. True: a row. False with *end true: no rows are left in the table or range.
@@ -85,6 +106,11 @@ public:
     // before the call returns and stay the caller's. A value that does not convert to its column's type is stored as null.
     // Returns false when the table is read-only or closed (1768), a column was never defined (1420), the disk refuses the
     // bytes, or memory does not hold a value's text (29); after the last two the table takes no more rows and its close fails.
+    //
+    // The first row of a sorted table begins its sort. That is refused, with the sort's text, when a key's column does not
+    // exist or is a key already, there are more keys than columns, or a collation or its locale is unknown. The next row tries
+    // again; like any failure this one costs the table when it is released. A row that the sort does not take, because the
+    // disk is full or the progress object cancelled, is the table's last, and its close fails.
     virtual bool writeRow(KtbDatavar* values) = 0;
     virtual bool writeRow(KtbDatavar** values) = 0;
 

@@ -6,6 +6,10 @@
 //     ... table->defineColumnInfo(...), table->writeRow(...), table->close(), table->release() ...
 //     manager->release();
 //
+// Settings:  setChunkSize() to setSortStable() tune the sorting of tables that are created with sort keys: see ktb/sort.h for
+//            what each means and takes. Each holds from the next first row on that is written to a sorted table of this
+//            manager; tables that have rows already are sorted as they began. A value that is refused changes nothing, returns
+//            false, and getError() says why; a later success does not clear that text.
 // Threads:   one manager may be used by several threads; the settings and getError() by one at a time.
 // Ownership: made by ktwtCreateManager, ended by release(), never by delete. Tables must be released before their manager.
 // Failure:   an operation with a trailing error argument returns false (or null) and writes the reason there; it leaves the
@@ -44,9 +48,12 @@ public:
 
     // Creates an empty, writable table in the first work directory that accepts it. `columns` is the number of columns, to be
     // defined before the first row; a new pair of files is started whenever the current data file has grown past `elementSize`
-    // bytes (0: never). With `sortColumns` rows are sorted on the way in, which needs a sort
-    // manager; the bundled base services have none yet, and the table is refused with a text that says so. Negative counts are
-    // refused (message 1420). The caller releases the table; its name is table->getName().
+    // bytes (0: never). Negative counts are refused (message 1420). The caller releases the table; its name is
+    // table->getName().
+    //
+    // A table with `sortColumns` sort keys puts its rows in their order, however many there are; file.h says how. The first
+    // such table, or the first setting, makes the manager's sort manager; when that cannot be made the table is refused with
+    // the reason. How many keys a table can have, and whether they make sense, is looked at when its first row is written.
     virtual KtWorkTableFile* create(int columns, long elementSize, KtbString* error) = 0;
     virtual KtWorkTableFile* create(int columns, int sortColumns, long elementSize, KtbString* error) = 0;
 
