@@ -1,10 +1,11 @@
 // An inventory of a directory tree, kept in a work table.
 //
-//     inventory [DIRECTORY]        (/usr when none is given)
+//     inventory [--sort] [DIRECTORY]        (/usr when none is given)
 //
 // Walks the tree and writes one row per entry, closes the table, and reads it back in four ways: whole, two of its columns, a
-// range of its rows, and from last to first. Each pass checks that what is read is what was written. The work table's files
-// live in a directory of their own below the system's temporary directory, and are gone at the end.
+// range of its rows, and from last to first. Each pass checks that what is read is what was written. With --sort the table
+// sorts the rows on the way in, the largest entries first and those of one size by their path, and each pass checks that too.
+// The work table's files live in a directory of their own below the system's temporary directory, and are gone at the end.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -53,6 +54,9 @@ KtbReal mebibytes(long bytes) {
     return result;
 }
 
+// The order of the sorted table: by size, descending, then by path. No two entries are equal in it.
+bool comesFirst(const Entry& a, const Entry& b) { return a.size != b.size ? a.size > b.size : a.path < b.path; }
+
 void addEntry(const fs::path& path, std::vector<Entry>* entries) {
     struct stat status;
     if (lstat(path.c_str(), &status) != 0) return;  // gone between the listing and the look
@@ -87,11 +91,18 @@ void fill(const Entry& entry, KtbDatavar* row) {
     row[columnMebibytes].assign(mebibytes(entry.size));
 }
 
-bool writeTable(KtWorkTableManager& manager, const std::vector<Entry>& entries, std::string* name) {
+// The same order, told to the table.
+void setSortKeys(KtWorkTableFile& table) {
+    table.setSort(0, columnSize, true, nullptr);
+    table.setSort(1, columnPath, false, nullptr);
+}
+
+bool writeTable(KtWorkTableManager& manager, const std::vector<Entry>& entries, bool sorted, std::string* name) {
     KtbString error;
-    const Table table(manager.create(columnCount, elementSize, &error));
+    const Table table(manager.create(columnCount, sorted ? 2 : 0, elementSize, &error));
     if (!table) return complain("cannot create a work table", error);
     if (!defineColumns(*table)) return complain("cannot define the columns", table->getError());
+    if (sorted) setSortKeys(*table);
     KtbDatavar row[columnCount];
     for (const Entry& entry : entries) {
         fill(entry, row);
@@ -191,15 +202,14 @@ void reportLargest(std::vector<Entry> entries) {
     entries.erase(std::remove_if(entries.begin(), entries.end(), [](const Entry& entry) { return entry.isDirectory; }),
                   entries.end());
     const std::size_t shown = std::min<std::size_t>(10, entries.size());
-    const auto larger = [](const Entry& a, const Entry& b) { return a.size != b.size ? a.size > b.size : a.path < b.path; };
-    std::partial_sort(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(shown), entries.end(), larger);
+    std::partial_sort(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(shown), entries.end(), comesFirst);
     std::printf("\nThe %zu largest files\n", shown);
     for (std::size_t i = 0; i < shown; ++i) {
         std::printf("  %14s MiB  %s\n", mebibytes(entries[i].size).asString().asCstr(), entries[i].path.c_str());
     }
 }
 
-bool makeInventory(const std::string& root) {
+bool makeInventory(const std::string& root, bool sorted) {
     std::vector<Entry> entries;
     if (!walk(root, &entries)) return false;
     std::printf("Inventory of %s: %zu entries\n", root.c_str(), entries.size());
@@ -211,7 +221,9 @@ bool makeInventory(const std::string& root) {
     if (!manager) return complain("cannot make a manager", error);
 
     std::string name;
-    if (!timed("write", entries.size(), [&] { return writeTable(*manager, entries, &name); })) return false;
+    const auto write = [&] { return writeTable(*manager, entries, sorted, &name); };
+    if (!timed(sorted ? "write, sorted" : "write", entries.size(), write)) return false;
+    if (sorted) std::sort(entries.begin(), entries.end(), comesFirst);  // now the n-th entry is the table's n-th row
     if (!readTable(*manager, name, entries)) return false;
     reportFiles(directory.path());
     reportLargest(entries);
@@ -223,9 +235,19 @@ bool makeInventory(const std::string& root) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 2 || (argc == 2 && std::strcmp(argv[1], "--help") == 0)) {
-        std::printf("usage: inventory [DIRECTORY]\nLists a directory tree (/usr) in a work table and reads it back.\n");
-        return argc == 2 ? 0 : 2;
+    static constexpr char usage[] =
+        "usage: inventory [--sort] [DIRECTORY]\n"
+        "Lists a directory tree (/usr) in a work table and reads it back.\n"
+        "  --sort   have the table sort its rows: by size, the largest first, then by path\n";
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::printf("%s", usage);
+        return 0;
     }
-    return makeInventory(argc == 2 ? argv[1] : "/usr") ? 0 : 1;
+    const bool sorted = argc > 1 && std::strcmp(argv[1], "--sort") == 0;
+    const int directoryAt = sorted ? 2 : 1;
+    if (argc > directoryAt + 1 || (argc > directoryAt && std::strncmp(argv[directoryAt], "--", 2) == 0)) {
+        std::fprintf(stderr, "%s", usage);
+        return 2;
+    }
+    return makeInventory(argc > directoryAt ? argv[directoryAt] : "/usr", sorted) ? 0 : 1;
 }
