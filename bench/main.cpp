@@ -1,10 +1,15 @@
 // Runs the benches and prints, below Google Benchmark's own table, the ratios that say how the library does.
 //
-//     ktwt_bench [--rows=N] [--benchmark_...]        2,000,000 rows when not told otherwise
+//     ktwt_bench [--rows=N] [--benchmark_...]        2,000,000 rows, 5,000,000 where they are sorted, when not told otherwise
+//     ktwt_bench [--rows=N] --sort-curve             sorts N / 10, N and N * 10 rows: how the cost grows
+//     ktwt_bench --sort-once=N                       sorts N rows; for programs: seconds, KiB, runs, passes, bytes spilled
+//
+// Only the sorting ones: --benchmark_filter=^sort
 //
 // Figures of this machine at this moment mean little; a ratio of two benches of one run means something. Repetitions are
 // interleaved, so that a slow moment of the machine hits both sides, and the median of each side counts. What has no other side
-// is printed behind the ratios, as the speed it is.
+// is printed behind the ratios, as the speed it is. Times are of the processor, and of the clock where threads or other
+// programs work as well.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -16,6 +21,7 @@
 #include <vector>
 
 #include "rows.h"
+#include "sort_bench.h"
 
 namespace {
 
@@ -25,7 +31,8 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-                times_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+                const bool byClock = run.run_name.time_type == "real_time";
+                times_[run.run_name.function_name].push_back(byClock ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
                 const auto speed = run.counters.find("bytes_per_second");
                 if (speed != run.counters.end()) speeds_[run.run_name.function_name].push_back(speed->second);
             }
@@ -69,6 +76,9 @@ constexpr Ratio ratios[] = {
     {"string cursor over texts, of readRow", "stringCursorTexts", "textReadRow", "at least 0.33"},
     {"string cursor over all types, of readRow", "stringCursorMixed", "cursorReadRow", "at least 0.33"},
     {"copy, times a read and a write", "copyTable", "readThenWriteTable", "at least 1"},
+    {"sort, times GNU sort", "sortTable", "sortGnu", "at least 1.3"},
+    {"sort, times SQLite", "sortTable", "sortSqlite", "at least 4"},
+    {"sort, of the speed of std::stable_sort", "sortTable", "sortStable", "at least 0.8"},
     {"100 rows to a large table, of a small", "appendToLarge", "appendToSmall", "about 1"},
 };
 
@@ -91,7 +101,8 @@ void printSpeeds(Times* times) {
 }
 
 void printRatios(Times* times) {
-    std::printf("\nRatios (medians of one run, %ld rows)\n", bench::rowCount());
+    std::printf("\nRatios (medians of one run, %ld rows, %ld where they are sorted)\n", bench::rowCount(),
+                bench::sortedRowCount());
     for (const Ratio& ratio : ratios) {
         const double own = times->median(ratio.faster);
         const double other = times->median(ratio.slower);
@@ -99,29 +110,50 @@ void printRatios(Times* times) {
     }
 }
 
-// Takes --rows=N out of the arguments; false when N is no number of rows.
-bool takeRowCount(int* argc, char** argv) {
-    static constexpr char option[] = "--rows=";
-    for (int i = 1; i < *argc; ++i) {
-        if (std::strncmp(argv[i], option, sizeof option - 1) != 0) continue;
-        const long count = std::strtol(argv[i] + sizeof option - 1, nullptr, 10);
-        if (count < 100) return false;
-        bench::setRowCount(count);
-        std::rotate(argv + i, argv + i + 1, argv + *argc);
-        --*argc;
-        break;
-    }
-    return true;
+// What the command line asks for besides what Google Benchmark knows.
+struct Wanted {
+    long rows = 0;      // 0: as it is without
+    long sortOnce = 0;  // 0: not asked for
+    bool sortCurve = false;
+};
+
+// Reads the number of rows behind an option's name; false when it is none.
+bool readRows(const char* text, long* rows) {
+    char* rest = nullptr;
+    *rows = std::strtol(text, &rest, 10);
+    return *rest == 0 && *rows >= 100;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (!takeRowCount(&argc, argv)) {
-        std::fprintf(stderr, "ktwt_bench: --rows takes a number of at least 100\n");
-        return 2;
+// Whether `argument` is one of ours; *good becomes false when it makes no sense.
+bool takeArgument(const char* argument, Wanted* wanted, bool* good) {
+    static constexpr char rows[] = "--rows=";
+    static constexpr char once[] = "--sort-once=";
+    if (std::strncmp(argument, rows, sizeof rows - 1) == 0) {
+        *good = *good && readRows(argument + sizeof rows - 1, &wanted->rows);
+        return true;
     }
-    std::vector<char*> arguments(argv, argv + argc);
+    if (std::strncmp(argument, once, sizeof once - 1) == 0) {
+        *good = *good && readRows(argument + sizeof once - 1, &wanted->sortOnce);
+        return true;
+    }
+    if (std::strcmp(argument, "--sort-curve") != 0) return false;
+    return wanted->sortCurve = true;
+}
+
+// Takes what is ours out of the arguments; false when a number is none.
+bool takeArguments(std::vector<char*>* arguments, Wanted* wanted) {
+    bool good = true;
+    const auto ours = [&](const char* argument) { return takeArgument(argument, wanted, &good); };
+    arguments->erase(std::remove_if(arguments->begin() + 1, arguments->end(), ours), arguments->end());
+    return good;
+}
+
+int statusOf(bool sorted) {
+    if (!sorted) std::fprintf(stderr, "ktwt_bench: the rows could not be sorted\n");
+    return sorted ? 0 : 1;
+}
+
+int runBenches(std::vector<char*> arguments) {
     std::string repetitions = "--benchmark_repetitions=5";
     std::string interleaved = "--benchmark_enable_random_interleaving=true";
     arguments.insert(arguments.begin() + 1, {repetitions.data(), interleaved.data()});  // later arguments win
@@ -132,5 +164,20 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&times);
     printRatios(&times);
     printSpeeds(&times);
-    return 0;
+    return times.median("sortTable") > 0 ? statusOf(bench::printSortMemory(bench::sortedRowCount())) : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<char*> arguments(argv, argv + argc);
+    Wanted wanted;
+    if (!takeArguments(&arguments, &wanted)) {
+        std::fprintf(stderr, "ktwt_bench: --rows and --sort-once take a number of at least 100\n");
+        return 2;
+    }
+    if (wanted.rows > 0) bench::setRowCount(wanted.rows);
+    if (wanted.sortOnce > 0) return statusOf(bench::sortOnce(wanted.sortOnce));
+    if (wanted.sortCurve) return statusOf(bench::printSortCurve(bench::sortedRowCount()));
+    return runBenches(arguments);
 }

@@ -60,6 +60,7 @@ Rows& rows() {
 namespace {
 
 long count = 2000000;
+long sortedCount = 5000000;
 
 struct Directory {
     Directory() {
@@ -76,7 +77,8 @@ struct Directory {
 }  // namespace
 
 long rowCount() { return count; }
-void setRowCount(long newCount) { count = newCount; }
+long sortedRowCount() { return sortedCount; }
+void setRowCount(long newCount) { count = sortedCount = newCount; }
 
 std::string directory(const std::string& name) {
     static const Directory all;

@@ -40,8 +40,9 @@ private:
 // The rows, made once.
 Rows& rows();
 
-// How many rows the tables have; --rows=N on the command line.
+// How many rows the tables have, and how many those that are sorted; --rows=N on the command line sets both.
 long rowCount();
+long sortedRowCount();
 void setRowCount(long count);
 
 // Where the files of the benches called `name` go: a directory of their own, made when it is not there and removed at the end

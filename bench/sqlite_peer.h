@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "sort_rows.h"
+
 namespace bench {
 
 // Makes the database file anew and inserts the rows. False when a call fails.
@@ -11,6 +13,11 @@ bool writeSqlite(const std::string& path, long count);
 
 // Selects all columns of all rows and takes each value. False when a call fails or the number of rows is another.
 bool readSqlite(const std::string& path, long count);
+
+// Makes the database file anew, inserts the rows that are to be sorted, and hands them to the check as they come back in order.
+// The page cache, to which SQLite keeps what it sorts as well, has the size of the memory of the sort, and it may use as many
+// threads; what does not fit goes to the same directory. False when a call fails.
+bool sortSqlite(const std::string& path, long count, SortCheck* check);
 
 }  // namespace bench
 
