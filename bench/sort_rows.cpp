@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <functional>
 #include <map>
 
@@ -68,15 +69,15 @@ SortRows::SortRows(long count) : names_(static_cast<std::uint64_t>(std::max(coun
 
 std::uint64_t SortRows::random() { return scramble(state_ += 0x9e3779b97f4a7c15U); }
 
+// Put together from pieces, since a letter at a time would cost as much as a good part of the sort.
 void SortRows::makeName(std::uint64_t number) {
-    std::uint64_t bytes = 0;
     const std::uint64_t first = scramble(number + 1);
-    const std::size_t length = 8 + first % (nameMax - 7);
-    for (std::size_t i = 0; i < length; ++i) {
-        bytes = i % 8 == 0 ? scramble(first + i) : bytes >> 8;
-        name_[i] = letter(bytes);
+    const std::uint64_t second = scramble(first);
+    for (std::size_t piece = 0; piece < namePieces; ++piece) {
+        const std::uint64_t at = (piece < 4 ? first : second) >> piece % 4 * 16 & (lettersSize - 1);
+        std::memcpy(name_.data() + piece * pieceSize, letters_.data() + at, pieceSize);
     }
-    row_.name = {name_.data(), length};
+    row_.name = {name_.data(), 8 + (second >> 32) % (name_.size() - 7)};
 }
 
 std::string_view SortRows::text(std::size_t lengthMin, std::size_t lengthMax) {

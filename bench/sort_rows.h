@@ -39,7 +39,8 @@ public:
     const SortRow& next();
 
 private:
-    static constexpr std::size_t nameMax = 24;
+    static constexpr std::size_t pieceSize = 4;
+    static constexpr std::size_t namePieces = 6;
 
     std::uint64_t random();
     void makeName(std::uint64_t number);
@@ -48,7 +49,7 @@ private:
     std::uint64_t state_ = 20240229;
     std::uint64_t names_;
     std::string letters_;  // out of which codes and remarks are cut
-    std::array<char, nameMax> name_ = {};
+    std::array<char, pieceSize* namePieces> name_ = {};
     SortRow row_ = {};
 };
 
