@@ -10,19 +10,25 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <memory>
 #include <string>
+#include <type_traits>
 
 #include "sort_support.h"
 
 namespace sorting {
 
+struct FreeLocale {
+    void operator()(locale_t made) const { freelocale(made); }
+};
+
 // The locales that the model has been asked for, made once.
 inline locale_t localeOf(const char* name) {
-    static std::map<std::string, locale_t> made;
-    locale_t& found = made[name];
-    if (found == nullptr) found = newlocale(LC_ALL_MASK, name, nullptr);
+    static std::map<std::string, std::unique_ptr<std::remove_pointer_t<locale_t>, FreeLocale>> made;
+    auto& found = made[name];
+    if (!found) found.reset(newlocale(LC_ALL_MASK, name, nullptr));
     EXPECT_NE(found, nullptr) << name;
-    return found;
+    return found.get();
 }
 
 inline int signOf(int order) { return (order > 0) - (order < 0); }
