@@ -15,8 +15,8 @@
 //            threads, the process's locale or the machine's byte order.
 // Values:    a row comes back with the very values that went in. A key orders by what the value is in its column's type; one
 //            that does not convert orders as a null.
-// Memory:    the budget covers rows, entries and buffers. A row of more than an eighth of the budget is held beyond it: at most
-//            three such rows are in memory at once.
+// Memory:    the budget covers rows, entries and buffers. The values of the row that is being added or delivered come on top,
+//            and a row that is large against the budget is held beyond it, up to five times at once.
 // Disk:      when the budget is used up, rows go to one file per work directory, beginning with the first directory and passing
 //            to the next when one takes no more. The files are without a name as soon as they are open, so that they vanish
 //            with the process. Their space is used again while they are merged: they never hold much more than the rows once.

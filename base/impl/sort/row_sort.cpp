@@ -204,6 +204,7 @@ int RowSort::deliver() {
         if (!rows_->next(&record)) return failOnDisk();
         if (record == nullptr) {
             state_ = State::ended;
+            startsGroup_ = false;
             fillInfo();
             return ktSortEnd;
         }
