@@ -322,13 +322,15 @@ TEST_F(ChunkStoreTest, AFileSizeLimitIsAFullDirectory) {
 }
 
 TEST_F(ChunkStoreTest, APositionThatNoFileHasIsAFullDirectory) {
-    Keeper keeper(directories(2), LONG_MAX);
-    ChunkId ids[3];
+    Keeper keeper(directories(2), 1UL << 62);  // the fifth place would be at 2^64, which must not be taken for 0
+    ChunkId ids[5];
     for (ChunkId& id : ids) id = keeper.store.reserve();
-    EXPECT_TRUE(keeper.write(ids[2], chunk(1)));  // at the start of the second file
+    EXPECT_TRUE(keeper.write(ids[0], chunk(1)));
+    EXPECT_TRUE(keeper.write(ids[4], chunk(2)));  // at the start of the second file
+    EXPECT_EQ(fileSizes(), (std::vector<long>{100, 100}));
     EXPECT_TRUE(keeper.readsBack());
     for (ChunkId& id : ids) id = keeper.store.reserve();
-    EXPECT_FALSE(keeper.write(ids[2], chunk(2)));
+    EXPECT_FALSE(keeper.write(ids[3], chunk(3)));
     EXPECT_EQ(keeper.error(), noMoreText(path("disk1"), "the file would become too large"));
     EXPECT_TRUE(keeper.readsBack());
 }
@@ -338,7 +340,7 @@ TEST_F(ChunkStoreTest, DirectoriesThatTakeNoFileArePassedOver) {
     const std::string last = directories(1);
     for (const std::string& first : {path("missing"), path("file"), std::string(), path("missing") + "::" + path("file"),
                                      "/" + std::string(np_path_max, 'x')}) {
-        Keeper keeper(first + ":" + last);
+        Keeper keeper(std::string(first).append(":").append(last));
         EXPECT_NE(keeper.add(chunk(1)), noChunk) << first;
         EXPECT_TRUE(keeper.readsBack());
         EXPECT_EQ(keeper.error(), "");
@@ -479,7 +481,7 @@ TEST_F(ChunkStoreTest, InterruptionsAndShortTransfersAreContinued) {
         os.interrupt();
         os.transferAtMost(most);
         Keeper keeper(directories(1));
-        for (unsigned i = 0; i < 5; ++i) EXPECT_NE(keeper.add(chunk(i, 20 * i)), noChunk);
+        for (unsigned long i = 0; i < 5; ++i) EXPECT_NE(keeper.add(chunk(i, 20 * i)), noChunk);
         EXPECT_TRUE(keeper.readsBack());
         EXPECT_EQ(keeper.error(), "");
     }
@@ -493,7 +495,7 @@ bool workOn(Keeper* keeper) {
     bool all = early != noChunk;
     for (unsigned i = 0; i < 4 && all; ++i) all = keeper->add(chunk(i)) != noChunk;
     if (all) keeper->release(keeper->chunks.rbegin()->first);
-    for (unsigned i = 4; i < 8 && all; ++i) all = keeper->add(chunk(i, 10 * i)) != noChunk;
+    for (unsigned long i = 4; i < 8 && all; ++i) all = keeper->add(chunk(i, 10 * i)) != noChunk;
     if (early != noChunk) all = keeper->write(early, chunk(9)) && all;
     return keeper->readsBack() && all;
 }
@@ -597,7 +599,7 @@ TEST_F(ChunkStoreTest, AChunkThatCannotBeMovedForWantOfMemoryIsAFailure) {
 }
 
 // One of: a new chunk, the release of the oldest, of the newest.
-void step(Keeper* keeper, std::vector<ChunkId>* ids, int kind, unsigned seed) {
+void step(Keeper* keeper, std::vector<ChunkId>* ids, int kind, unsigned long seed) {
     if (kind == 0) {
         const ChunkId id = keeper->add(chunk(seed, seed * 7));
         if (id != noChunk) ids->push_back(id);
@@ -618,7 +620,7 @@ TEST_F(ChunkStoreTest, EveryShortSeriesOfStepsOnDisksOfEverySmallSizeKeepsItsChu
             Keeper keeper(list);
             std::vector<ChunkId> ids;
             for (int i = 0, rest = series; i < steps; ++i, rest /= 3)
-                step(&keeper, &ids, rest % 3, static_cast<unsigned>(i + 1));
+                step(&keeper, &ids, rest % 3, static_cast<unsigned long>(i + 1));
             ASSERT_TRUE(keeper.readsBack()) << series << " " << room;
             ASSERT_EQ(keeper.chunks.size(), ids.size());
             ASSERT_TRUE(room < LONG_MAX || keeper.error().empty());
