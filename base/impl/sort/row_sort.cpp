@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t blockBytesMax = 1024UL * 1024;  // half of a common second-level cache
 constexpr std::size_t blocksWanted = 64;
-constexpr std::size_t chunksWanted = 32;  // so many runs are merged at once even with the least budget
+constexpr std::size_t chunksWanted = 64;  // so many runs are merged at once even with the least budget
 
 }  // namespace
 
