@@ -55,6 +55,7 @@ protected:
     }
 
     Source read(RowMerge* merge) {
+        for (std::size_t i = 0; i < merge->sources(); ++i) EXPECT_TRUE(merge->begin(i));
         Source items;
         KtbDatavar values[3];
         for (const unsigned char* row = nullptr;;) {

@@ -10,15 +10,6 @@ bool RowMerge::prepare(std::size_t sources) {
     return heads_ && losers_;
 }
 
-bool RowMerge::begin() {
-    for (std::size_t i = 0; i < sources_; ++i) {
-        if (!advance(i, &heads_[i])) return false;
-    }
-    winner_ = sources_ > 1 ? play(1) : 0;
-    begun_ = true;
-    return true;
-}
-
 // The winner of the games below a node. The depth is that of the tree.
 std::size_t RowMerge::play(std::size_t node) {
     if (node >= sources_) return node - sources_;
@@ -52,8 +43,9 @@ void RowMerge::replay(std::size_t source) {
 bool RowMerge::next(const unsigned char** record) {
     *record = nullptr;
     if (sources_ == 0) return true;
-    if (!begun_) {
-        if (!begin()) return false;
+    if (!hasWinner_) {
+        winner_ = sources_ > 1 ? play(1) : 0;
+        hasWinner_ = true;
     } else {
         RowEntry& head = heads_[winner_];
         if (head.record == nullptr) return true;

@@ -24,11 +24,15 @@ public:
     RowMerge& operator=(const RowMerge&) = delete;
     virtual ~RowMerge() = default;
 
+    std::size_t sources() const { return sources_; }
+
+    // Fetches the first row of a source; once for each source, before the first next(). Returns false when the source fails;
+    // the source knows why.
+    [[nodiscard]] bool begin(std::size_t source) { return advance(source, &heads_[source]); }
+
     // Gives the next row's record in *record, null when there are no more. It lives until the next call. Returns false when a
     // source fails; the source knows why.
     [[nodiscard]] bool next(const unsigned char** record);
-
-    std::size_t sources() const { return sources_; }
 
 protected:
     explicit RowMerge(const RowOrder& order) : order_(order) {}
@@ -41,7 +45,6 @@ protected:
     [[nodiscard]] virtual bool advance(std::size_t source, RowEntry* entry) = 0;
 
 private:
-    bool begin();
     bool isBefore(std::size_t left, std::size_t right) const;
     std::size_t play(std::size_t node);
     void replay(std::size_t source);
@@ -49,7 +52,7 @@ private:
     const RowOrder& order_;
     std::size_t sources_ = 0;
     std::size_t winner_ = 0;  // the source of the row that was handed out last
-    bool begun_ = false;
+    bool hasWinner_ = false;
     std::unique_ptr<RowEntry[]> heads_;
     std::unique_ptr<std::size_t[]>
         losers_;  // node 1 is the root; the children of node n are 2n and 2n + 1; source s is node s + sources

@@ -132,9 +132,19 @@ int RowSort::mergeRuns(std::size_t count) {
     return status;
 }
 
+// The first rows of very many runs are as many reads from disk, which a caller may not want to wait for.
+int RowSort::beginMerge(RowMerge& rows) {
+    for (std::size_t i = 0; i < rows.sources(); ++i) {
+        if (!rows.begin(i)) return failOnDisk();
+        if (!pace_.go(setup_.chunkBytes, 0)) return failCancelled();
+    }
+    return ktSortRow;
+}
+
 int RowSort::writeRun(RowMerge& rows, int phase, long expected, int merges) {
     pace_.begin(phase, expected);
     watch_.restart();
+    if (beginMerge(rows) != ktSortRow) return ktSortFailed;
     if (!runs_.begin()) return failOnDisk();
     const unsigned char* record = nullptr;
     for (long done = 0;; ++done) {
@@ -189,7 +199,7 @@ int RowSort::firstRow() {
     state_ = State::delivering;
     pace_.begin(ktSortDelivering, rowsIn_);
     watch_.restart();
-    return deliver();
+    return beginMerge(*rows_) == ktSortRow ? deliver() : ktSortFailed;
 }
 
 int RowSort::nextRow() {

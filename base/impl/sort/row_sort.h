@@ -78,6 +78,7 @@ private:
     int store();
     int spill();
     int mergeRuns(std::size_t count);
+    int beginMerge(RowMerge& rows);
     int writeRun(RowMerge& rows, int phase, long expected, int merges);
     int passOn(const unsigned char* record, long done);
     int prepareDelivery();
