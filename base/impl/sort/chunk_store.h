@@ -19,8 +19,9 @@
 //            at most one entry per file; every other reservation that was still unwritten then makes one more.
 // Files:     made when the first chunk needs them and unlinked at once, so that they vanish with the process however it ends.
 //            Transfers go straight to the system, since chunks are larger than any buffer between.
-// Memory:    one bit per slot of each file, 512 KiB for a terabyte in chunks of 256 KiB. A search of the bitmap begins where
-//            the lowest free slot may be, so it goes over no part again until a slot below is released.
+// Memory:    one bit per slot of each file, 512 KiB for a terabyte in chunks of 256 KiB, and up to twice that since the bitmap
+//            grows by doubling. A search of it begins where the lowest free slot may be, so it goes over no part again until
+//            a slot below is released.
 // Handles:   at most one per directory.
 // Failure:   an operation returns false (noChunk), and getError() has the text of the first failure. Reading, releasing and
 //            destroying are still allowed afterwards.

@@ -19,7 +19,8 @@ RowSortSetup RowSortSetup::of(const KtDatafileSortSettings& settings) {
     RowSortSetup setup;
     setup.settings = settings;
     setup.threads = settings.processors != 0 ? settings.processors : processorsAtDisposal();
-    setup.setBudget(std::min(settings.budget, memoryAtDisposal() / 2), settings.chunkBytes);
+    const unsigned long available = std::max(memoryAtDisposal() / 2, budgetLeast);
+    setup.setBudget(std::min(settings.budget, available), settings.chunkBytes);
     return setup;
 }
 

@@ -37,6 +37,9 @@ struct RowSortSetup {
     // The sizes and threads that the settings come to on this machine.
     static RowSortSetup of(const KtDatafileSortSettings& settings);
 
+    // Below this, buffers would be too small to be of use.
+    static constexpr unsigned long budgetLeast = 1024UL * 1024;
+
     // Sizes in proportion to a budget.
     void setBudget(std::size_t bytes, std::size_t chunkBytesMax);
 };

@@ -11,7 +11,6 @@ namespace {
 
 constexpr unsigned long chunkBytesLeast = 4UL * 1024;
 constexpr unsigned long chunkBytesMost = 64UL * 1024 * 1024;
-constexpr unsigned long budgetLeast = 1024UL * 1024;
 constexpr int processorsMost = 1024;  // more threads than that are a slip of the pen
 
 // The type that a column's keys are ordered as.
@@ -82,8 +81,9 @@ bool SortManager::setSortRecords(unsigned long records) {
 }
 
 bool SortManager::setSortSize(unsigned long bytes) {
-    if (bytes < budgetLeast) {
-        return fail(ktbStringFormat("A sort cannot do with %lu bytes of memory: give at least %lu.", bytes, budgetLeast));
+    constexpr unsigned long least = RowSortSetup::budgetLeast;
+    if (bytes < least) {
+        return fail(ktbStringFormat("A sort cannot do with %lu bytes of memory: give at least %lu.", bytes, least));
     }
     settings_.budget = bytes;
     return true;
