@@ -36,7 +36,8 @@
 // keys that are not described are column 0, ascending. It returns 1 for a number that is none of them, and otherwise 0 without
 // a look at the rest, like setSortInfo() and setSortProgress(). What they were given is taken up when the first row is written;
 // later calls change nothing. Collation, information and progress objects are the caller's and must live until the table is
-// closed. A key orders by the values that were written: a text by the whole of it, also where the column's width cuts it.
+// closed. A key orders by the values that were written, in the type that its column was defined with: a double by its number,
+// although it is stored as a text, and a text by the whole of it, also where the column's width cuts it.
 class KtWorkTableFile : public KtDatafileSort {
 public:
     // Finishes the table: closes its files and, when it is writable, writes its header. May be called more than once.

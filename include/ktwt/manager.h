@@ -40,8 +40,8 @@ public:
     // `accessKey` that is empty or this manager's means this manager; for any other *error must be empty on entry. The third
     // copies into `target`, made by this library and open for writing, closes it, and opens it again for reading. Its number of
     // columns must be the source's (1769). One without rows takes over the source's column definitions; one with rows must
-    // agree with them (1770, 1771). A finished target is refused (1768) and unharmed; after any other failure the target is as
-    // after a failure of its own.
+    // agree with them (1770, 1771). One with sort keys sorts the rows. A finished target is refused (1768) and unharmed; after
+    // any other failure the target is as after a failure of its own.
     virtual KtWorkTableFile* copy(long elementSize, const KtbString& accessKey, const KtbString& source, KtbString* error) = 0;
     virtual KtWorkTableFile* copy(long elementSize, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
     virtual bool copy(KtWorkTableFile* target, KtWorkTableManager* owner, const KtbString& source, KtbString* error) = 0;
