@@ -13,6 +13,14 @@ constexpr std::size_t blockBytesMax = 1024UL * 1024;  // half of a common second
 constexpr std::size_t blocksWanted = 64;
 constexpr std::size_t chunksWanted = 64;  // so many runs are merged at once even with the least budget
 
+// The slots stay where callers know them to be, but what a large row took goes: a literal makes a text give up its memory.
+void emptySlots(KtbDatavar* slots, int count) {
+    for (int i = 0; i < count; ++i) {
+        slots[i].assign(KtbString("", true));
+        slots[i].setNull();
+    }
+}
+
 }  // namespace
 
 RowSortSetup RowSortSetup::of(const KtDatafileSortSettings& settings) {
@@ -171,7 +179,7 @@ int RowSort::passOn(const unsigned char* record, long done) {
 int RowSort::finish() {
     if (state_ == State::describing && begin() != ktSortRow) return ktSortFailed;
     if (state_ != State::filling) return failOutOfOrder("A sort can be finished only once.");
-    slots_.reset();
+    emptySlots(slots_.get(), layout_.columnCount());
     record_.free();
     if (prepareDelivery() != ktSortRow) return ktSortFailed;
     state_ = State::finished;

@@ -35,10 +35,10 @@ private:
 
     bool look(long done) {
         bytesSinceLook_ = 0;
-        const Clock::time_point now = Clock::now();
-        if (now - lastReport_ < interval_) return true;
-        lastReport_ = now;
-        return progress_->report(phase_, done, expected_);
+        if (Clock::now() - lastReport_ < interval_) return true;
+        const bool goOn = progress_->report(phase_, done, expected_);
+        lastReport_ = Clock::now();  // from the end of the report, which may take its time
+        return goOn;
     }
 
     KtDatafileSortProgress* progress_ = nullptr;
