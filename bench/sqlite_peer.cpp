@@ -115,11 +115,12 @@ SortRow sortRowOf(sqlite3_stmt* select) {
             textOf(select, 7)};
 }
 
-// Takes effect only before the first temporary file of a connection.
+// Gives the connection the memory and the threads of the sort. The setting of the cache counts three times: for pages, for the
+// rows that are being collected, and for those that its one other thread is sorting meanwhile.
 bool limitSort(Database* database, const std::string& directory) {
     ::setenv("SQLITE_TMPDIR", directory.c_str(), 1);
-    const std::string cache = "PRAGMA cache_size = -" + std::to_string(sortMemory >> 10);
-    const std::string threads = "PRAGMA threads = " + std::to_string(sortThreads);
+    const std::string cache = "PRAGMA cache_size = -" + std::to_string((sortMemory >> 10) / 3);
+    const std::string threads = "PRAGMA threads = " + std::to_string(sortThreads - 1);
     return database->run(cache.c_str()) && database->run(threads.c_str()) && database->run("PRAGMA temp_store = FILE");
 }
 

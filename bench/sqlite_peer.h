@@ -15,8 +15,8 @@ bool writeSqlite(const std::string& path, long count);
 bool readSqlite(const std::string& path, long count);
 
 // Makes the database file anew, inserts the rows that are to be sorted, and hands them to the check as they come back in order.
-// The page cache, to which SQLite keeps what it sorts as well, has the size of the memory of the sort, and it may use as many
-// threads; what does not fit goes to the same directory. False when a call fails.
+// SQLite uses as much memory and as many threads as the sort may; what does not fit goes to the same directory. False when a
+// call fails.
 bool sortSqlite(const std::string& path, long count, SortCheck* check);
 
 }  // namespace bench
