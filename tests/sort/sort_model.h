@@ -64,10 +64,16 @@ inline std::string folded(std::string text) {
     return text;
 }
 
+inline std::string transformed(const std::string& text, const char* locale) {
+    std::string result(strxfrm_l(nullptr, text.c_str(), 0, localeOf(locale)), '\0');
+    strxfrm_l(result.data(), text.c_str(), result.size() + 1, localeOf(locale));
+    return result;
+}
+
 inline int compareTexts(const Key& key, const std::string& left, const std::string& right) {
     switch (key.collation) {
         case ktSortCollateFold: return folded(left).compare(folded(right));
-        case ktSortCollateLocale: return strcoll_l(left.c_str(), right.c_str(), localeOf(key.locale));
+        case ktSortCollateLocale: return transformed(left, key.locale).compare(transformed(right, key.locale));
         default: return left.compare(right);
     }
 }

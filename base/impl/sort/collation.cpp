@@ -50,11 +50,7 @@ bool Collation::setLocale(const char* name, KtbString* error) {
 }
 
 int Collation::compare(SortText left, SortText right) const {
-    switch (kind_) {
-        case ktSortCollateFold: return compareFolded(left, right);
-        case ktSortCollateLocale: return strcoll_l(left.bytes, right.bytes, locale_);
-        default: return compareBytes(left, right);
-    }
+    return isFold() ? compareFolded(left, right) : compareBytes(left, right);
 }
 
 bool Collation::transform(SortText text, ByteBuffer* key) const {

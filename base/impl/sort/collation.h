@@ -1,7 +1,9 @@
 // Collation: how one sort key compares texts.
 //
-// compare() and transform() agree: the transformed texts, compared as bytes, stand in the order that compare() gives. Threads:
-// the const operations may run in parallel.
+// The order of a locale is that of its transformed texts (strxfrm_l), compared as bytes, and of nothing else. The C library
+// also has a comparison of its own for texts as they are (strcoll_l), and is meant to agree with itself, but it does not: of
+// texts with digits, punctuation or combining marks a few pairs in a million stand the other way round. A sort that asked now
+// the one and now the other would be in no order at all. Threads: the const operations may run in parallel.
 #ifndef KTB_IMPL_SORT_COLLATION_H
 #define KTB_IMPL_SORT_COLLATION_H
 
@@ -29,11 +31,12 @@ public:
     // is not and a locale that the system does not have.
     bool set(const KTSortCollateParms* parms, KtbString* error);
 
+    // Compares two texts; with a locale, two transformed texts.
     int compare(SortText left, SortText right) const;
 
-    // Whether a text is its own transformed text.
     bool isBytes() const { return kind_ == ktSortCollateBytes; }
     bool isFold() const { return kind_ == ktSortCollateFold; }
+    bool isLocale() const { return kind_ == ktSortCollateLocale; }
 
     // Puts the transformed text, without a NUL, into *key, replacing what it held. Only for a locale. Returns false when memory
     // is exhausted.

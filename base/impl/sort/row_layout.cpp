@@ -37,7 +37,7 @@ RowFit RowLayout::encode(const RowOrder& order, const KtbDatavar* values, ByteBu
     record->grow(RowRecord::headBytes + keyBytes);
 
     for (int i = 0; i < keyCount_; ++i) {
-        if (!putKeyValue(order.key(i), values[order.key(i).column], record)) return RowFit::exhausted;
+        if (!putKeyValue(order.key(i), values[order.key(i).column], writer.isCut(), record)) return RowFit::exhausted;
     }
     for (int i = keyCount_; i < columnCount_; ++i) {
         if (!RowValue::put(record, values[stored_[static_cast<std::size_t>(i)]], 0)) return RowFit::exhausted;
@@ -67,11 +67,22 @@ bool RowLayout::putKeys(const RowOrder& order, const KtbDatavar* values, KeyWrit
     return true;
 }
 
-bool RowLayout::putKeyValue(const SortKey& key, const KtbDatavar& value, ByteBuffer* record) {
+// The values of keys that are whole are never compared: their bytes say all.
+bool RowLayout::putKeyValue(const SortKey& key, const KtbDatavar& value, bool isCompared, ByteBuffer* record) {
     const KtbDatavar* ordering = inKeyType(key, value);
     if (ordering == nullptr) return false;
-    if (ordering == &value) return RowValue::put(record, value, 0);
-    return RowValue::put(record, value, RowValue::otherFollows) && RowValue::put(record, *ordering, 0);
+    const bool isTransformed = isCompared && key.type == ktbTypeString && key.collation.isLocale() && !ordering->isNull();
+    if (!isTransformed && ordering == &value) return RowValue::put(record, value, 0);
+    if (!RowValue::put(record, value, RowValue::otherFollows)) return false;
+    return isTransformed ? putTransformed(key, *ordering, record) : RowValue::put(record, *ordering, 0);
+}
+
+bool RowLayout::putTransformed(const SortKey& key, const KtbDatavar& value, ByteBuffer* record) {
+    KtbString unused;
+    const KtbString& text = value.asString(&unused);
+    const SortText whole = {text.asCstr(), static_cast<std::size_t>(text.cStrSize() - 1)};
+    if (!key.collation.transform(whole, &transformed_)) return false;
+    return RowValue::putText(record, {reinterpret_cast<const char*>(transformed_.data()), transformed_.size()}, 0);
 }
 
 bool RowLayout::decode(const unsigned char* record, KtbDatavar* values) const {

@@ -29,7 +29,8 @@ public:
 private:
     const KtbDatavar* inKeyType(const SortKey& key, const KtbDatavar& value);
     bool putKeys(const RowOrder& order, const KtbDatavar* values, KeyWriter* writer);
-    bool putKeyValue(const SortKey& key, const KtbDatavar& value, ByteBuffer* record);
+    bool putKeyValue(const SortKey& key, const KtbDatavar& value, bool isCompared, ByteBuffer* record);
+    bool putTransformed(const SortKey& key, const KtbDatavar& value, ByteBuffer* record);
 
     int columnCount_ = 0;
     std::unique_ptr<ktbType[]> types_;

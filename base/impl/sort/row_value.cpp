@@ -8,18 +8,6 @@ namespace {
 constexpr std::size_t decimalBytes = 24;
 constexpr std::size_t textSizeBytes = 4;
 
-bool putText(ByteBuffer* record, unsigned char tag, const KtbString& text) {
-    const auto bytes = static_cast<std::size_t>(text.cStrSize());
-    unsigned char* place = record->room(1 + textSizeBytes + bytes);
-    if (place == nullptr) return false;
-    const auto size = static_cast<std::uint32_t>(bytes - 1);
-    *place = tag;
-    std::memcpy(place + 1, &size, textSizeBytes);
-    std::memcpy(place + 1 + textSizeBytes, text.asCstr(), bytes);
-    record->grow(1 + textSizeBytes + bytes);
-    return true;
-}
-
 template <class Bytes>
 bool putFixed(ByteBuffer* record, unsigned char tag, const Bytes& bytes) {
     unsigned char* place = record->room(1 + sizeof bytes);
@@ -38,6 +26,18 @@ bool putDecimal(ByteBuffer* record, unsigned char tag, const KtbReal& decimal) {
 
 }  // namespace
 
+bool RowValue::putText(ByteBuffer* record, SortText text, unsigned char flags) {
+    unsigned char* place = record->room(1 + textSizeBytes + text.size + 1);
+    if (place == nullptr) return false;
+    const auto size = static_cast<std::uint32_t>(text.size);
+    *place = static_cast<unsigned char>(ktbTypeString | flags);
+    std::memcpy(place + 1, &size, textSizeBytes);
+    std::memcpy(place + 1 + textSizeBytes, text.bytes, text.size);
+    place[1 + textSizeBytes + text.size] = 0;
+    record->grow(1 + textSizeBytes + text.size + 1);
+    return true;
+}
+
 bool RowValue::put(ByteBuffer* record, const KtbDatavar& value, unsigned char flags) {
     const auto tag = static_cast<unsigned char>(value.type() | flags | (value.isNull() ? nullBit : 0));
     if (value.isNull()) return record->put(&tag, 1);
@@ -52,7 +52,8 @@ bool RowValue::put(ByteBuffer* record, const KtbDatavar& value, unsigned char fl
         case ktbTypeDouble: return putFixed(record, tag, value.asDouble(nullptr));
         default: {
             KtbString unused;
-            return putText(record, tag, value.asString(&unused));
+            const KtbString& text = value.asString(&unused);
+            return putText(record, {text.asCstr(), static_cast<std::size_t>(text.cStrSize() - 1)}, flags);
         }
     }
 }

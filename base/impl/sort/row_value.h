@@ -1,9 +1,9 @@
 // The values of a row in its record.
 //
 // A value is a tag byte, which is the type code, plus 0x80 for a null, plus 0x40 when the value that it orders by follows: a
-// key's value that is not of its column's type is there twice, as it came and as what it is in that type. A boolean has 1 byte
-// after the tag, an integer, a date and a double 8, a decimal 24 (KtbReal::asFD), a string a size in 4 bytes, that many bytes
-// and a NUL.
+// key's value that is not of its column's type is there twice, as it came and as what it is in that type; so is a text that a
+// locale orders, as it came and transformed, where the encoded keys do not hold all of it. A boolean has 1 byte after the tag,
+// an integer, a date and a double 8, a decimal 24 (KtbReal::asFD), a string a size in 4 bytes, that many bytes and a NUL.
 #ifndef KTB_IMPL_SORT_ROW_VALUE_H
 #define KTB_IMPL_SORT_ROW_VALUE_H
 
@@ -18,6 +18,9 @@ public:
 
     // Appends a value. Returns false when memory is exhausted.
     [[nodiscard]] static bool put(ByteBuffer* record, const KtbDatavar& value, unsigned char flags);
+
+    // Appends a text. Returns false when memory is exhausted.
+    [[nodiscard]] static bool putText(ByteBuffer* record, SortText text, unsigned char flags);
 
     // A value where it is.
     explicit RowValue(const unsigned char* at) : at_(at) {}
