@@ -44,7 +44,7 @@ private:
 
     std::uint64_t random();
     void makeName(std::uint64_t number);
-    std::string_view text(std::size_t lengthMin, std::size_t lengthMax);
+    std::string_view text(std::uint64_t number, std::size_t lengthMin, std::size_t lengthMax) const;
 
     std::uint64_t state_ = 20240229;
     std::uint64_t names_;
