@@ -16,9 +16,11 @@ protected:
     SortFaultTest() {
         Random random(2);
         for (long i = 0; i < 60; ++i) {
-            // Texts short enough to stay within their variants: a value that memory does not hold would not be the sort's
-            // fault.
-            rows.push_back({valueOf(static_cast<long>(random.below(20))), valueOf(i), valueOf("twenty bytes of text")});
+            const long key = static_cast<long>(random.below(20));
+            const KtbDatavar number = i % 9 != 0 ? valueOf(key) : valueOf(std::string(30, ' ') + std::to_string(key));
+            const std::string text =
+                "a text that is longer than what the keys hold of it, all in all " + std::string(1, "AaBb"[i % 4]);
+            rows.push_back({number, valueOf(i), valueOf(text)});
         }
         model = modelOf(description, rows, false);
         directories = directory.directory("first") + ":" + directory.directory("second");
@@ -26,9 +28,10 @@ protected:
 
     // Sizes with which the rows take two levels of merges.
     static RowSortSetup setup(int threads) {
-        RowSortSetup result = smallSetup(1024, 4096, threads);
-        result.blockBytes = 128;
-        result.chunkBytes = 128;
+        RowSortSetup result = smallSetup(3072, 4096, threads);
+        result.blockBytes = 512;
+        result.chunkBytes = 256;
+        result.settings.markByGroups = true;
         return result;
     }
 
@@ -38,7 +41,9 @@ protected:
         faults.during([&] {
             for (int i = 0; i < 3; ++i) slots[i] = sort->columnSlot(i);
         });
-        for (std::size_t i = 0; i < 3 && slots[i] != nullptr; ++i) *slots[i] = row[i];
+        for (std::size_t i = 0; i < 3; ++i) {
+            if (slots[i] != nullptr) *slots[i] = row[i];  // without a place the row is refused
+        }
         int status = ktSortFailed;
         faults.during([&] { status = sort->addRow(); });
         return status;
@@ -62,8 +67,10 @@ protected:
             sort->reset();  // it is the manager who says so
             return ktSortFailed;
         }
-        int status = during(faults, [&] { return made->setSortKeys(1); });
+        int status = during(faults, [&] { return made->setSortKeys(2); });
         if (status == ktSortRow) status = during(faults, [&] { return made->setSort(0, 0, false, nullptr); });
+        KTSortCollateParms locale = {ktSortCollateLocale, "C.UTF-8"};
+        if (status == ktSortRow) status = during(faults, [&] { return made->setSort(1, 2, true, &locale); });
         for (std::size_t i = 0; i < rows.size() && status == ktSortRow; ++i) status = addRowWith(faults, made, rows[i]);
         if (status == ktSortRow) status = during(faults, [&] { return made->finish(); });
         if (status == ktSortRow) status = during(faults, [&] { return made->firstRow(); });
@@ -116,7 +123,8 @@ protected:
         }
     }
 
-    const Description description = {{ktbTypeInteger, ktbTypeInteger, ktbTypeString}, {{0}}};
+    const Description description = {{ktbTypeInteger, ktbTypeInteger, ktbTypeString},
+                                     {{0}, {2, true, ktSortCollateLocale, "C.UTF-8"}}};
     Rows rows;
     Model model;
     TempDirectory directory;

@@ -46,7 +46,9 @@ int RowSort::setSortProgress(KtDatafileSortProgress* progress) {
 KtbDatavar* RowSort::columnSlot(int column) {
     if (column < 0 || column >= layout_.columnCount() || state_ > State::filling) return nullptr;
     if (!slots_) slots_.reset(new (std::nothrow) KtbDatavar[static_cast<std::size_t>(layout_.columnCount())]);
-    return slots_ ? &slots_[static_cast<std::size_t>(column)] : nullptr;
+    if (slots_) return &slots_[static_cast<std::size_t>(column)];
+    failForMemory("(row to be sorted)");  // the answer is the null, and the text for it
+    return nullptr;
 }
 
 // Sees, before the first row, that the description is whole.
