@@ -10,6 +10,7 @@ package_present() {
         libbenchmark-dev) header_present benchmark/benchmark.h ;;
         libsqlite3-dev) header_present sqlite3.h ;;
         libxml2-utils) command -v xmllint ;;
+        locales) command -v localedef && test -f /usr/share/i18n/locales/sv_SE ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
 }
