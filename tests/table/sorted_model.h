@@ -39,36 +39,44 @@ public:
     }
 
 private:
+    struct KeyValue {
+        KtbDatavar value;  // in its column's type
+        std::string text;  // what is compared of a text
+    };
+
     struct Keyed {
-        std::vector<KtbDatavar> keys;  // each in its column's type
+        std::vector<KeyValue> keys;
         const Row* row;
     };
 
-    std::vector<KtbDatavar> keysOf(const Row& row) const {
-        std::vector<KtbDatavar> keys;
+    std::vector<KeyValue> keysOf(const Row& row) const {
+        std::vector<KeyValue> keys;
         for (const SortKey& key : keys_) {
             const auto column = static_cast<std::size_t>(key.column);
-            keys.push_back(row[column].variant());
-            keys.back().setType(types_[column] == ktbTypeNone ? ktbTypeString : types_[column]);
+            KtbDatavar value = row[column].variant();
+            value.setType(types_[column] == ktbTypeNone ? ktbTypeString : types_[column]);
+            keys.push_back({value, value.type() == ktbTypeString ? folded(value, key.parms) : ""});
         }
         return keys;
     }
 
     int compare(const Keyed& a, const Keyed& b) const {
         for (std::size_t i = 0; i < keys_.size(); ++i) {
-            const int order = compareValues(a.keys[i], b.keys[i], keys_[i].parms);
+            const int order = compareKeys(a.keys[i], b.keys[i]);
             if (order != 0) return keys_[i].descending ? -order : order;
         }
         return 0;
     }
 
-    static int compareValues(const KtbDatavar& a, const KtbDatavar& b, const KTSortCollateParms* parms) {
+    static int compareKeys(const KeyValue& left, const KeyValue& right) {
+        const KtbDatavar& a = left.value;
+        const KtbDatavar& b = right.value;
         if (a.isNull() || b.isNull()) return static_cast<int>(b.isNull()) - static_cast<int>(a.isNull());
         switch (a.type()) {
             case ktbTypeBoolean: return static_cast<int>(a.asBool(nullptr)) - static_cast<int>(b.asBool(nullptr));
             case ktbTypeInteger: return threeWay(a.asInt64(nullptr), b.asInt64(nullptr));
             case ktbTypeDecimal: return a.asReal(nullptr).compare(b.asReal(nullptr));
-            case ktbTypeString: return folded(a, parms).compare(folded(b, parms));
+            case ktbTypeString: return left.text.compare(right.text);
             default: return compareNumbers(a.asDouble(nullptr), b.asDouble(nullptr));
         }
     }
