@@ -11,6 +11,7 @@
 #include "sort/row_value.h"
 #include "sort_model.h"
 #include "sort_random.h"
+#include "support/golden.h"
 
 namespace {
 
@@ -134,6 +135,38 @@ TEST(RowKeyTest, NothingComesBehindAKeyThatWasCut) {
     EXPECT_TRUE(writer.isCut());
     EXPECT_EQ(hex({reinterpret_cast<char*>(buffer), 4}), "01 61 62 63");
     EXPECT_EQ(writer.end(), buffer + 4);
+}
+
+// The keys of one row, as docs/sort.md shows them.
+TEST(RowKeyTest, AWholeRowIsAsItWasReviewed) {
+    struct Part {
+        Encoder encoder;
+        KtbDatavar value;
+        const char* note;
+    };
+    const Part parts[] = {
+        {Encoder(ktbTypeBoolean), valueOf(true), "boolean true"},
+        {Encoder(ktbTypeInteger), valueOf(300L), "integer 300"},
+        {Encoder(ktbTypeInteger), valueOf(-2L), "integer -2"},
+        {Encoder(ktbTypeInteger, true), valueOf(300L), "integer 300, descending"},
+        {Encoder(ktbTypeDecimal), decimalOf("12.50"), "decimal 12.50: 0.125 * 10^2"},
+        {Encoder(ktbTypeDecimal), decimalOf("-12.5"), "decimal -12.5"},
+        {Encoder(ktbTypeDate), dateOf(86400), "date 1970-01-02"},
+        {Encoder(ktbTypeDouble), valueOf(-1.5), "double -1.5"},
+        {Encoder(ktbTypeString), valueOf("Oslo"), "text Oslo"},
+        {Encoder(ktbTypeString, false, ktSortCollateFold), valueOf("Oslo"), "text Oslo, folded"},
+        {Encoder(ktbTypeString, true), nullOf(ktbTypeString), "a null, descending"},
+    };
+    std::string bytes;
+    std::vector<golden::Field> fields;
+    for (const Part& part : parts) {
+        const std::string key = part.encoder.bytes(part.value);
+        bytes += key;
+        fields.push_back({key.size(), false, part.note});
+    }
+    const std::string title = "Encoded sort keys, which do not depend on the machine's byte order.";
+    if (golden::rewriting()) golden::write("sort-keys", title, bytes, fields);
+    EXPECT_EQ(golden::format(title, bytes, fields), golden::format(title, golden::read("sort-keys"), fields));
 }
 
 // Each text's key is as long as the room for it, or one byte longer.
