@@ -2,7 +2,7 @@
 //
 //     ktwt_bench [--rows=N] [--benchmark_...]        2,000,000 rows, 5,000,000 where they are sorted, when not told otherwise
 //     ktwt_bench [--rows=N] --sort-curve             sorts N / 10, N and N * 10 rows: how the cost grows
-//     ktwt_bench --sort-once=N                       sorts N rows; for programs: seconds, KiB, runs, passes, bytes spilled
+//     ktwt_bench --sort-once=N                       sorts N rows and prints bare figures; see sort_bench.cpp
 //
 // Only the sorting ones: --benchmark_filter=^sort
 //

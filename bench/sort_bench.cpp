@@ -5,6 +5,7 @@
 #include "sort_bench.h"
 
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <cmath>
@@ -173,7 +174,9 @@ BENCHMARK(sortStable)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(
 // What a program that only sorts tells of itself, in this order.
 struct Figures {
     double seconds = 0;
-    long peakKibibytes = 0;  // of its resident memory
+    double userSeconds = 0;    // of all its threads
+    double systemSeconds = 0;  // likewise, for the most part spent on writing to and reading from files
+    long peakKibibytes = 0;    // of its resident memory
     long runs = 0;
     long passes = 0;
     long spilledBytes = 0;
@@ -190,20 +193,23 @@ long peakResident() {
     return 0;
 }
 
+double secondsOf(const timeval& time) { return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6; }
+
 bool runSortOnce(long count, Figures* figures) {
     const std::string output = directory("sort") + "/figures";
     const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
     if (!runProgram({self, "--sort-once=" + std::to_string(count)}, {}, output)) return false;
     std::ifstream file(output);
-    file >> figures->seconds >> figures->peakKibibytes >> figures->runs >> figures->passes >> figures->spilledBytes;
+    file >> figures->seconds >> figures->userSeconds >> figures->systemSeconds;
+    file >> figures->peakKibibytes >> figures->runs >> figures->passes >> figures->spilledBytes;
     return !file.fail();
 }
 
 void printGrowth(long count, const Figures& figures) {
     const double rows = static_cast<double>(count);
     const double nanoseconds = figures.seconds * 1e9 / rows;
-    std::printf("  %10ld %9.2f %11.0f %14.2f %6ld %7ld %12.0f %9.0f\n", count, figures.seconds, nanoseconds,
-                nanoseconds / std::log2(rows), figures.runs, figures.passes,
+    std::printf("  %10ld %9.2f %9.2f %9.2f %11.0f %13.2f %6ld %7ld %12.0f %9.0f\n", count, figures.seconds, figures.userSeconds,
+                figures.systemSeconds, nanoseconds, nanoseconds / std::log2(rows), figures.runs, figures.passes,
                 static_cast<double>(figures.spilledBytes) / mebibyte, static_cast<double>(figures.peakKibibytes) / 1024);
     std::fflush(stdout);
 }
@@ -219,7 +225,10 @@ bool sortOnce(long count) {
     const KtbString name = writeSorted(*manager, count, &info);
     if (name.isNull() || !readSorted(*manager, name, &check)) return false;
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    std::printf("%.6f %ld %ld %ld %ld\n", seconds.count(), peakResident(), info.runs, info.mergePasses, info.bytesSpilled);
+    rusage usage = {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    std::printf("%.6f %.6f %.6f %ld %ld %ld %ld\n", seconds.count(), secondsOf(usage.ru_utime), secondsOf(usage.ru_stime),
+                peakResident(), info.runs, info.mergePasses, info.bytesSpilled);
     return check.isRight(count);
 }
 
@@ -233,8 +242,8 @@ bool printSortMemory(long count) {
 
 bool printSortCurve(long count) {
     std::printf("Growth of the sort (%d threads, %ld MiB)\n", sortThreads, sortMemory >> 20);
-    std::printf("  %10s %9s %11s %14s %6s %7s %12s %9s\n", "rows", "seconds", "ns per row", "/ log2(rows)", "runs", "passes",
-                "spilled MiB", "peak MiB");
+    std::printf("  %10s %9s %9s %9s %11s %13s %6s %7s %12s %9s\n", "rows", "seconds", "user", "system", "ns per row",
+                "/ log2(rows)", "runs", "passes", "spilled MiB", "peak MiB");
     for (const long rows : {count / 10, count, count * 10}) {
         Figures figures;
         if (!runSortOnce(rows, &figures)) return false;
