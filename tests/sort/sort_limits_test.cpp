@@ -132,6 +132,18 @@ TEST_F(SortLimitsTest, OrdinaryRowsStayWithinTheBudget) {
     }
 }
 
+// Nothing but rows of nearly an eighth of it, which is the largest that counts as ordinary.
+TEST_F(SortLimitsTest, RowsOfAnEighthOfTheBudgetStayWithinIt) {
+    constexpr std::size_t budget = 32768;
+    const Rows rows = rowsOf(200, budget / 8 - 100);
+    for (const int threads : {1, 3}) {
+        const Sorted result = sorted(rows, smallSetup(budget, 4096, threads));
+        expectSorted(rows, result);
+        EXPECT_GT(result.info.mergePasses, 1);
+        EXPECT_LE(result.info.peakMemory, static_cast<long>(budget));
+    }
+}
+
 TEST_F(SortLimitsTest, RowsLargerThanTheBudgetAreHeldBeyondItOneAtATime) {
     constexpr long budget = 16384;
     constexpr long textBytes = 50000;
