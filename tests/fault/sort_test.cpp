@@ -11,7 +11,7 @@
 namespace {
 
 // So many bytes that the rows are more than the smallest budget, in few rows and with that few calls.
-constexpr long largeCount = 14;
+constexpr long largeCount = 12;
 constexpr std::size_t largeBytes = 90000;
 constexpr unsigned long budgetMin = 1UL << 20;
 
@@ -103,7 +103,7 @@ TEST_F(SortFaultTest, ATableThatSpillsIsWholeOrGone) {
     const long runs = forEachFault([&](Faults& faults) {
         stage.refresh();
         bool written = false;
-        faults.during([&] { written = write(stage.manager.get(), large, 4 * largeBytes); });
+        faults.during([&] { written = write(stage.manager.get(), large, 7 * largeBytes); });
         survived += written && faults.injected() ? 1 : 0;
         expectWholeOrGone(written, large, faults);
     });
@@ -152,7 +152,7 @@ TEST_F(SortFaultTest, WithoutADirectoryForTheRowsTheSortsTextSaysWhy) {
 }
 
 TEST_F(SortFaultTest, RowsThatCannotBeReadBackFailTheClose) {
-    for (const long nth : {1L, 2L, 20L}) {
+    for (const long nth : {1L, 2L, 15L}) {
         EXPECT_FALSE(writtenDespite({.call = FileCall::getb, .file = "ktsort_", .nth = nth}));
         EXPECT_FALSE(writtenDespite({.call = FileCall::getb, .file = "ktsort_", .nth = nth, .half = true}));
     }

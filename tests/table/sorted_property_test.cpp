@@ -139,7 +139,7 @@ protected:
 };
 
 TEST_F(SortedPropertyTest, RandomTablesAreSortedAsTheirModelWhicheverWayKeysAreCompared) {
-    for (std::uint64_t seed = 1; seed <= static_cast<std::uint64_t>(scaled(1000)); ++seed) {
+    for (std::uint64_t seed = 1; seed <= static_cast<std::uint64_t>(scaled(600)); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         sortAndReadBack(seed);
         if (HasFailure()) return;
