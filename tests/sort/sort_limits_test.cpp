@@ -163,6 +163,20 @@ TEST_F(SortLimitsTest, ALargeRowNowAndThenLeavesTheOthersSorted) {
     for (const std::size_t budget : {8192u, 32768u}) expectSorted(rows, sorted(rows, smallSetup(budget, 4096, 2)));
 }
 
+// A row that takes the whole memory is read beside one other run only, which must not mean that every run is merged by twos.
+TEST_F(SortLimitsTest, ALargeRowDoesNotMakeTheOthersGoThroughManyMerges) {
+    constexpr std::size_t count = 12000;
+    for (const std::size_t place : {std::size_t{0}, count / 3, count - 1}) {
+        Rows rows = rowsOf(count, 60);
+        rows[place][2] = valueOf(std::string(60000, 'l'));
+        const Sorted result = sorted(rows, smallSetup(32768));
+        expectSorted(rows, result);
+        EXPECT_GT(result.info.runs, 20);
+        EXPECT_LE(result.info.mergePasses, 4) << "the large row is row " << place;
+        EXPECT_LE(result.info.bytesSpilled, 4 * recordBytes(rows)) << "the large row is row " << place;
+    }
+}
+
 // Looks at the disk whenever it is told something.
 class DiskWatch : public KtDatafileSortProgress {
 public:

@@ -122,18 +122,18 @@ int RowSort::spill() {
     rowsSpilled_ += rows;
     ++runCount_;
     arena_.clear();
-    while (const std::size_t count = runs_.dueForMerge()) {
+    for (RunRange due = runs_.dueForMerge(); due.count != 0; due = runs_.dueForMerge()) {
         arena_.freeMemory();
-        if (mergeRuns(count) != ktSortRow) return ktSortFailed;
+        if (mergeRuns(due) != ktSortRow) return ktSortFailed;
     }
     pace_.begin(ktSortFilling, static_cast<long>(setup_.settings.records));
     return ktSortRow;
 }
 
-int RowSort::mergeRuns(std::size_t count) {
+int RowSort::mergeRuns(RunRange range) {
     long rows = 0;
     int merges = 0;
-    std::unique_ptr<RunMerge> merge = runs_.mergeTop(count, &rows, &merges);
+    std::unique_ptr<RunMerge> merge = runs_.merge(range, &rows, &merges);
     if (!merge) return failForMemory("(merge of sorted runs)");
     const int status = writeRun(*merge, ktSortMerging, rows, merges);
     merge.reset();
@@ -195,8 +195,8 @@ int RowSort::prepareDelivery() {
     }
     if (spill() != ktSortRow) return ktSortFailed;
     arena_.freeMemory();
-    while (const std::size_t count = runs_.dueForLastMerge()) {
-        if (mergeRuns(count) != ktSortRow) return ktSortFailed;
+    for (RunRange due = runs_.dueForLastMerge(); due.count != 0; due = runs_.dueForLastMerge()) {
+        if (mergeRuns(due) != ktSortRow) return ktSortFailed;
     }
     mergePasses_ = runs_.mergePasses();
     rows_ = runs_.mergeAll();

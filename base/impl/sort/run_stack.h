@@ -7,6 +7,10 @@
 //
 //     runs   | 30 million rows | 1 million | 1 million | 20000 | 20000 | 20000 | <- the next one
 //
+// Before the last merge the cheapest neighbours are merged until one merge can take what is left: as many as fit, and the
+// fewest bytes for every run that is saved. A run with a row that takes the whole memory is thus merged late and seldom, while
+// those around it are merged without it.
+//
 // How many runs a merge takes depends on the memory alone: a run takes a buffer for a chunk and for its longest row, and no
 // file of its own.
 #ifndef KTB_IMPL_SORT_RUN_STACK_H
@@ -16,6 +20,12 @@
 
 #include "sort/run_file.h"
 #include "sort/sort_memory.h"
+
+// Neighbours on the stack; none when the count is 0.
+struct RunRange {
+    std::size_t first = 0;
+    std::size_t count = 0;
+};
 
 class RunStack {
 public:
@@ -27,6 +37,11 @@ public:
     // Sets aside the memory for writing runs, so that what comes later cannot fail for want of it. Returns false when memory is
     // exhausted.
     [[nodiscard]] bool prepare(std::size_t chunkBytes);
+
+    std::size_t chunkBytes() const { return chunkBytes_; }
+
+    // No more runs are written: gives that memory back.
+    void endWriting();
 
     bool isEmpty() const { return count_ == 0; }
     std::size_t count() const { return count_; }
@@ -43,25 +58,30 @@ public:
     [[nodiscard]] bool put(const unsigned char* record) { return writer_.put(record); }
     [[nodiscard]] bool finish(int merges);
 
-    // How many runs from the top are to be merged now that a run has come; 0: none.
-    std::size_t dueForMerge() const;
+    // The runs that are to be merged now that a run has come.
+    RunRange dueForMerge() const;
 
-    // How many runs from the top are to be merged before a single merge can take them all; 0: none.
-    std::size_t dueForLastMerge() const;
+    // The runs that are to be merged next so that in the end a single merge can take all of them.
+    RunRange dueForLastMerge() const;
 
-    // A merge of the `count` runs on top, which it takes off the stack. Null when memory is exhausted.
-    std::unique_ptr<RunMerge> mergeTop(std::size_t count, long* rows, int* merges);
+    // A merge of the runs, which it takes off the stack; the next run that is written takes their place. Null when memory is
+    // exhausted.
+    std::unique_ptr<RunMerge> merge(RunRange range, long* rows, int* merges);
 
     // The last merge, of all runs.
     std::unique_ptr<RunMerge> mergeAll();
 
-    // The memory that mergeTop() took is given back. The merge must be gone.
+    // The memory that a merge took is given back. The merge must be gone.
     void endMerge();
 
 private:
+    struct Candidate;
+
     std::size_t room() const;
-    std::size_t bufferBytes(std::size_t fromTop) const;
-    std::size_t mergeable() const;
+    std::size_t bufferBytes(std::size_t index) const { return RunReader::bufferBytesFor(runs_[index], chunkBytes_); }
+    bool fits(std::size_t count, std::size_t bytes) const;
+    std::size_t mergeableOnTop() const;
+    Candidate candidateFrom(std::size_t first, std::size_t allBuffers) const;
     bool growRuns();
 
     const RowOrder& order_;
@@ -73,6 +93,7 @@ private:
     std::unique_ptr<Run[]> runs_;
     std::size_t count_ = 0;
     std::size_t capacity_ = 0;
+    std::size_t place_ = 0;  // of the run that is written next
 };
 
 #endif
