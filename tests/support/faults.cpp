@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <map>
+#include <mutex>
 #include <sstream>
+#include <utility>
 
 #include "failing_new.h"
 #include "ktb/lock.h"
@@ -16,11 +18,27 @@ struct Handle {
 };
 
 FileFaults* current = nullptr;
-int nesting = 0;  // depth of calls that the file layer makes of itself
+thread_local int nesting = 0;  // depth of calls that the file layer makes of itself
+std::mutex mutex;              // guards the handles, and the faults' counting
 
 std::map<np_file*, Handle>& handles() {
     static std::map<np_file*, Handle> open;
     return open;
+}
+
+// A handle is used by one thread at a time, and stays where it is while others come and go.
+Handle& handleOf(np_file* file) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return handles()[file];
+}
+
+void noteOpened(np_file* file, std::string name) { handleOf(file) = {.file = std::move(name)}; }
+
+Handle takeClosed(np_file* file) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    Handle handle = handles()[file];
+    handles().erase(file);
+    return handle;
 }
 
 struct Nested {
@@ -35,18 +53,21 @@ std::string lastPart(const char* path) {
     return text.substr(text.rfind('/') + 1);
 }
 
-bool fails(FileCall call, const std::string& file) { return current != nullptr && nesting == 0 && current->fails(call, file); }
+bool fails(FileCall call, const std::string& file) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return current != nullptr && nesting == 0 && current->fails(call, file);
+}
 
 int failureOf(FileCall call, const std::string& file) { return fails(call, file) ? current->fault().code : np_ok; }
 
 // How much of a transfer that fails is made all the same.
 unsigned long transferred(unsigned long size) { return current->fault().half ? size / 2 : 0; }
 
-const std::string& fileOf(np_file* file) { return handles()[file].file; }
+const std::string& fileOf(np_file* file) { return handleOf(file).file; }
 
 // A handle with a failure behind it has nothing to lend: the call that it forces upon the caller reports the failure.
 bool lends(np_file* file) {
-    return handles()[file].failure == np_ok && (current == nullptr || !current->isActive() || current->fault().lending);
+    return handleOf(file).failure == np_ok && (current == nullptr || !current->isActive() || current->fault().lending);
 }
 
 }  // namespace
@@ -57,15 +78,19 @@ const char* nameOf(FileCall call) {
     return names[static_cast<int>(call)];
 }
 
-long openFileHandles() { return static_cast<long>(handles().size()); }
+long openFileHandles() {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return static_cast<long>(handles().size());
+}
 
 FileFaults::FileFaults(FileFault fault) : fault_(std::move(fault)) { current = this; }
 FileFaults::~FileFaults() { current = nullptr; }
 
 void FileFaults::during(const std::function<void()>& work) {
+    const bool before = active_;
     active_ = true;
     work();
-    active_ = false;
+    active_ = before;
 }
 
 std::string FileFaults::description() const {
@@ -138,7 +163,7 @@ int __wrap_np_fio_open(const char* path, int mode, np_file** file) {
     if (const int code = failureOf(FileCall::open, lastPart(path))) return code;
     const Nested nested;
     const int code = __real_np_fio_open(path, mode, file);
-    if (code == np_ok) handles()[*file] = {.file = lastPart(path)};
+    if (code == np_ok) noteOpened(*file, lastPart(path));
     return code;
 }
 
@@ -147,7 +172,7 @@ int __wrap_np_fio_tmpfile(const char* directory, const char* prefix, char* path,
     if (const int code = failureOf(FileCall::tmpfile, prefix)) return code;
     const Nested nested;
     const int code = __real_np_fio_tmpfile(directory, prefix, path, pathSize, file);
-    if (code == np_ok) handles()[*file] = {.file = lastPart(path)};
+    if (code == np_ok) noteOpened(*file, lastPart(path));
     return code;
 }
 
@@ -172,7 +197,7 @@ unsigned long __wrap_np_fio_getb(np_file* file, void* buffer, unsigned long size
 }
 
 unsigned long __wrap_np_fio_putb(np_file* file, const void* buffer, unsigned long size) {
-    int& failure = handles()[file].failure;
+    int& failure = handleOf(file).failure;
     if (failure != np_ok) return 0;
     if (!fails(FileCall::putb, fileOf(file))) return __real_np_fio_putb(file, buffer, size);
     failure = current->fault().code;
@@ -199,22 +224,21 @@ int __wrap_np_fio_stat64(const char* path, np_status64* status) {
 }
 
 int __wrap_np_fio_trunc(np_file* file) {
-    const Handle& handle = handles()[file];
+    const Handle& handle = handleOf(file);
     if (handle.failure != np_ok) return handle.failure;
     if (const int code = failureOf(FileCall::trunc, handle.file)) return code;
     return __real_np_fio_trunc(file);
 }
 
 int __wrap_np_fio_bufmode(np_file* file, int mode) {
-    Handle& handle = handles()[file];
+    Handle& handle = handleOf(file);
     if (handle.failure == np_ok) handle.failure = failureOf(FileCall::bufmode, handle.file);
     return handle.failure != np_ok ? handle.failure : __real_np_fio_bufmode(file, mode);
 }
 
 int __wrap_np_fio_close(np_file* file) {
     if (file == nullptr) return __real_np_fio_close(file);
-    const Handle handle = handles()[file];
-    handles().erase(file);
+    const Handle handle = takeClosed(file);
     const int injected = failureOf(FileCall::close, handle.file);
     const int code = __real_np_fio_close(file);
     if (handle.failure != np_ok) return handle.failure;

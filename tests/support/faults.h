@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -48,7 +49,8 @@ class Faults {
 public:
     virtual ~Faults() = default;
 
-    // Does the work with the faults in force. May be called again; counting goes on.
+    // Does the work with the faults in force. May be called again; counting goes on. Those of files may be called from within
+    // itself, and then hold to the end of the outermost work.
     virtual void during(const std::function<void()>& work) = 0;
 
     virtual bool injected() const = 0;
@@ -70,7 +72,7 @@ struct FileFault {
     bool lending = false;   // handles lend their buffers; otherwise every transfer is a call, and every call can fail
 };
 
-// There is one at a time, used by one thread.
+// There is one at a time. It is made and ended by one thread; the calls that it makes fail may come from any.
 class FileFaults : public Faults {
 public:
     explicit FileFaults(FileFault fault);
@@ -94,7 +96,7 @@ public:
 private:
     FileFault fault_;
     long met_ = 0;
-    bool active_ = false;
+    std::atomic<bool> active_ = false;
     FileCall injectedCall_ = FileCall::any;
 };
 
