@@ -102,7 +102,8 @@ TEST_F(FileFaultTest, TheSortManagerIsNotLentWithoutItsNamedLock) {
     stage.impl()->releaseDatafileManager(held);
     // A lock that is free again can be taken as often as one likes.
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(stage.impl()->getDatafileManager(&held, &stage.error), nullptr) << "no setting and no sort column has made one";
+        EXPECT_EQ(stage.impl()->getDatafileManager(&held, &stage.error), nullptr)
+            << "no setting and no sort column has made one";
         EXPECT_TRUE(held);
         stage.impl()->releaseDatafileManager(held);
     }

@@ -100,14 +100,34 @@ TEST_F(ParallelTest, KeysAndDirectoriesAreReadByAll) {
     });
 }
 
-TEST_F(ParallelTest, TheSortManagerIsAskedForByOneThreadAtATime) {
-    inParallel([&](int) {
-        for (int round = 0; round < 50; ++round) {
+// The first of the tables makes the sort manager, which they then share; each declares columns of its own to it.
+TEST_F(ParallelTest, SortedTablesShareTheSortManager) {
+    constexpr long rows = 20;
+    std::atomic<int> right = 0;
+    inParallel([&](int thread) {
+        for (int round = 0; round < 20; ++round) {
             KtbString error;
-            ASSERT_EQ(Table(manager->create(1, 1, 0, &error)), nullptr);
-            ASSERT_NE(error.length(), 0);
+            const int key = thread % 2;
+            const Table table(manager->create(key + 1, 1, 0, &error));
+            ASSERT_NE(table, nullptr) << error.asCstr();
+            for (int c = 0; c <= key; ++c) ASSERT_TRUE(table->defineColumnInfo(c, c == 0 ? "a" : "b", ktbTypeInteger, 0));
+            ASSERT_EQ(table->setSort(0, key, true, nullptr), 0);
+            for (long i = 0; i < rows; ++i) {
+                KtbDatavar values[2];
+                values[key].assign(i * 7 % rows);
+                ASSERT_TRUE(table->writeRow(values)) << table->getError().asCstr();
+            }
+            ASSERT_TRUE(table->close()) << table->getError().asCstr();
+            const Table stored(manager->open(table->getName(), false, &error));
+            ASSERT_NE(stored, nullptr) << error.asCstr();
+            KtbDatavar values[2];
+            bool end = false;
+            long next = rows;
+            while (stored->readRow(values, &end) && values[key].asInt64(nullptr) == next - 1) --next;
+            right += end && next == 0 ? 1 : 0;
         }
     });
+    EXPECT_EQ(right, threadCount * 20);
 }
 
 }  // namespace
