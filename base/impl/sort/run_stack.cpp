@@ -13,11 +13,6 @@ bool RunStack::prepare(std::size_t chunkBytes) {
     return true;
 }
 
-void RunStack::endWriting() {
-    memory_.give(writer_.bufferBytes());
-    writer_.free();
-}
-
 int RunStack::mergePasses() const {
     int passes = 0;
     for (std::size_t i = 0; i < count_; ++i) passes = std::max(passes, runs_[i].merges + 1);

@@ -40,9 +40,6 @@ public:
 
     std::size_t chunkBytes() const { return chunkBytes_; }
 
-    // No more runs are written: gives that memory back.
-    void endWriting();
-
     bool isEmpty() const { return count_ == 0; }
     std::size_t count() const { return count_; }
     long bytesWritten() const { return store_.bytesWritten(); }
