@@ -97,7 +97,7 @@ private:
     FileFault fault_;
     long met_ = 0;
     std::atomic<bool> active_ = false;
-    FileCall injectedCall_ = FileCall::any;
+    std::atomic<FileCall> injectedCall_ = FileCall::any;
 };
 
 // The `nth` allocation, counted from 0, fails, and with `lasting` every one after it.
