@@ -70,6 +70,12 @@ protected:
         return items;
     }
 
+    std::unique_ptr<BlockMerge> mergeOf(const std::vector<std::unique_ptr<RowBlock>>& blocks) {
+        std::unique_ptr<BlockMerge> merge = BlockMerge::make(order, blocks.size());
+        for (std::size_t i = 0; i < blocks.size(); ++i) merge->setSource(i, *blocks[i]);
+        return merge;
+    }
+
     Source mergedBlocks(const std::vector<Source>& sources) {
         std::vector<std::unique_ptr<RowBlock>> blocks;
         for (const Source& source : sources) {
@@ -80,7 +86,7 @@ protected:
             }
             blocks.back()->sort(order);
         }
-        return read(BlockMerge::make(order, blocks.data(), blocks.size()).get());
+        return read(mergeOf(blocks).get());
     }
 
     Source mergedRuns(const std::vector<Source>& sources) {
@@ -145,7 +151,7 @@ TEST_F(RowMergeTest, TheGreatestKeyIsNotTakenForTheEnd) {
         ASSERT_TRUE(blocks.back()->add(record.data(), record.size()));
         blocks.back()->sort(order);
     }
-    const std::unique_ptr<BlockMerge> merge = BlockMerge::make(order, blocks.data(), blocks.size());
+    const std::unique_ptr<BlockMerge> merge = mergeOf(blocks);
     const Source items = read(merge.get());
     ASSERT_EQ(items.size(), 2u);
     EXPECT_EQ(items[0].source, 0);

@@ -45,6 +45,7 @@ inline RowSortSetup smallSetup(std::size_t budget, std::size_t chunkBytesMax = 4
     RowSortSetup setup;
     setup.threads = threads;
     setup.setBudget(budget, chunkBytesMax);
+    if (threads > 1) setup.batchBytes = budget / 32;  // a thread merges ahead also where it would not pay
     setup.reportInterval = SortPace::Clock::duration::zero();
     return setup;
 }

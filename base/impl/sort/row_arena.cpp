@@ -4,16 +4,13 @@
 #include <new>
 #include <utility>
 
-RowArena::~RowArena() {
-    sorters_.stop();
-    dropBlocks(0);
-}
-
 RowArena::Added RowArena::add(const unsigned char* record, std::size_t bytes) {
-    if (filled_ > 0 && blocks_[filled_ - 1]->add(record, bytes)) return Added::stored;
-    if (!openBlock(bytes + RowBlock::entryBytes)) return filled_ > 0 ? Added::full : Added::exhausted;
-    if (filled_ > 1) sorters_.sort(blocks_[filled_ - 2].get());
-    blocks_[filled_ - 1]->add(record, bytes);  // there is room: the block was opened for it
+    if (filled_ == 0 || !blocks_[filled_ - 1]->add(record, bytes)) {
+        if (!openBlock(bytes + RowBlock::entryBytes)) return filled_ > 0 ? Added::full : Added::exhausted;
+        if (filled_ > 1) threads_.sort(blocks_[filled_ - 2].get());
+        blocks_[filled_ - 1]->add(record, bytes);  // there is room: the block was opened for it
+    }
+    ++rows_;
     return Added::stored;
 }
 
@@ -26,8 +23,10 @@ bool RowArena::openBlock(std::size_t bytes) {
     }
     if (isLarge && filled_ == 0) dropBlocks(0);
     const std::size_t wanted = std::max(bytes, blockBytes_);
-    if (filled_ > 0 && !memory_.fits(wanted)) return false;
+    const bool fits = wanted <= bytesMax_ && bytes_ <= bytesMax_ - wanted;
+    if (filled_ > 0 && !fits) return false;
     if (!makeBlock(wanted)) {
+        bytesMax_ = std::min(bytesMax_, bytes_);  // the machine refuses more: nobody shall ask for it again
         memory_.shrinkToUsed();
         return false;
     }
@@ -40,6 +39,7 @@ bool RowArena::makeBlock(std::size_t bytes) {
     std::unique_ptr<RowBlock> block = RowBlock::make(bytes);
     if (!block) return false;
     memory_.take(block->bytes());
+    bytes_ += block->bytes();
     blocks_[count_++] = std::move(block);
     return true;
 }
@@ -54,10 +54,8 @@ bool RowArena::growBlocks() {
     return true;
 }
 
-std::unique_ptr<BlockMerge> RowArena::merge() {
-    if (filled_ > 0) sorters_.sort(blocks_[filled_ - 1].get());
-    sorters_.finish();
-    return BlockMerge::make(order_, blocks_.get(), filled_);
+void RowArena::sortLast() {
+    if (filled_ > 0) threads_.sortHere(blocks_[filled_ - 1].get());
 }
 
 // Blocks that were made for one large row are of no use to others.
@@ -69,17 +67,20 @@ void RowArena::clear() {
         std::swap(blocks_[kept++], blocks_[i]);
     }
     filled_ = 0;
+    rows_ = 0;
     dropBlocks(kept);
 }
 
 void RowArena::freeMemory() {
     filled_ = 0;
+    rows_ = 0;
     dropBlocks(0);
 }
 
 void RowArena::dropBlocks(std::size_t from) {
     for (; count_ > from; --count_) {
         memory_.give(blocks_[count_ - 1]->bytes());
+        bytes_ -= blocks_[count_ - 1]->bytes();
         blocks_[count_ - 1].reset();
     }
 }

@@ -56,19 +56,15 @@ bool RowMerge::next(const unsigned char** record) {
     return true;
 }
 
-std::unique_ptr<BlockMerge> BlockMerge::make(const RowOrder& order, const std::unique_ptr<RowBlock>* blocks,
-                                             std::size_t count) {
+std::unique_ptr<BlockMerge> BlockMerge::make(const RowOrder& order, std::size_t count) {
     std::unique_ptr<BlockMerge> merge(new (std::nothrow) BlockMerge(order));
     if (!merge || !merge->prepare(count)) return nullptr;
-    merge->next_.reset(new (std::nothrow) const RowEntry*[count]);
-    if (!merge->next_) return nullptr;
-    for (std::size_t i = 0; i < count; ++i) merge->next_[i] = blocks[i]->begin();
-    merge->blocks_ = blocks;
-    return merge;
+    merge->rests_.reset(new (std::nothrow) Rest[count]);
+    return merge->rests_ ? std::move(merge) : nullptr;
 }
 
 bool BlockMerge::advance(std::size_t source, RowEntry* entry) {
-    const RowEntry*& next = next_[source];
-    *entry = next != blocks_[source]->end() ? *next++ : RowEntry{~0UL, nullptr};
+    Rest& rest = rests_[source];
+    *entry = rest.next != rest.end ? *rest.next++ : RowEntry{~0UL, nullptr};
     return true;
 }

@@ -61,15 +61,22 @@ private:
 // Blocks in memory as sources.
 class BlockMerge : public RowMerge {
 public:
-    // Merges `count` sorted blocks, which live as long as this. Returns null when memory is exhausted.
-    static std::unique_ptr<BlockMerge> make(const RowOrder& order, const std::unique_ptr<RowBlock>* blocks, std::size_t count);
+    // Merges `count` blocks that are still to be set. Returns null when memory is exhausted.
+    static std::unique_ptr<BlockMerge> make(const RowOrder& order, std::size_t count);
+
+    // The block is sorted and lives as long as this.
+    void setSource(std::size_t source, const RowBlock& block) { rests_[source] = {block.begin(), block.end()}; }
 
 private:
+    struct Rest {
+        const RowEntry* next;
+        const RowEntry* end;
+    };
+
     explicit BlockMerge(const RowOrder& order) : RowMerge(order) {}
     bool advance(std::size_t source, RowEntry* entry) override;
 
-    const std::unique_ptr<RowBlock>* blocks_ = nullptr;
-    std::unique_ptr<const RowEntry*[]> next_;
+    std::unique_ptr<Rest[]> rests_;
 };
 
 #endif

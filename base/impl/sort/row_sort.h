@@ -7,6 +7,9 @@
 // budget is used up the blocks are merged into a run on disk, and when the runs are too many for one merge some are merged into
 // a longer one. In the end one merge, of blocks or of runs, hands the rows back.
 //
+// With threads there are two arenas of half the budget: one is filled while a thread brings the other to disk. In the end a
+// thread merges ahead of the caller (row_pump.h). Merges in between are rare and the caller's own work.
+//
 // The result does not depend on where blocks and runs end: sources of a merge are numbered in the order of their rows, and ties
 // go to the lower number everywhere.
 //
@@ -21,6 +24,8 @@
 #include "sort/group_watch.h"
 #include "sort/row_arena.h"
 #include "sort/row_layout.h"
+#include "sort/row_pump.h"
+#include "sort/run_job.h"
 #include "sort/run_stack.h"
 #include "sort/sort_pace.h"
 
@@ -32,6 +37,7 @@ struct RowSortSetup {
     std::size_t budget = 0;
     std::size_t blockBytes = 0;
     std::size_t chunkBytes = 0;
+    std::size_t batchBytes = 0;  // of the rows that a thread merges ahead; 0: none does
     SortPace::Clock::duration reportInterval = std::chrono::milliseconds(100);
 
     // The sizes and threads that the settings come to on this machine.
@@ -49,7 +55,7 @@ public:
     explicit RowSort(const RowSortSetup& setup);
     RowSort(const RowSort&) = delete;
     RowSort& operator=(const RowSort&) = delete;
-    ~RowSort() = default;
+    ~RowSort();
 
     // Takes over the columns and the work directories. Returns false when memory is exhausted.
     [[nodiscard]] bool prepare(int columns, const ktbType* types, const KtbString& directories);
@@ -78,16 +84,30 @@ private:
     int failOutOfOrder(const char* what);
 
     int begin();
+
+    bool hasTwoArenas() const { return setup_.threads > 1; }
+    RowArena& filling() { return arenas_[filling_]; }
+    RowArena& older() { return arenas_[1 - filling_]; }
     int store();
-    int spill();
+    int makeRoom();
+    int makeRoomInOther();
+    std::unique_ptr<RowMerge> mergeArenas(RowArena* first, RowArena* second);
+    int startRun(RowArena* arena);
+    int awaitRun();
+    int bringToDisk(RowArena* arena);
+    void abandonRun();
+    int conclude(RunJob::Outcome outcome);
+    int mergeDueRuns();
     int mergeRuns(RunRange range);
-    int beginMerge(RowMerge& rows);
-    int writeRun(RowMerge& rows, int phase, long expected, int merges);
-    int passOn(const unsigned char* record, long done);
-    int prepareDelivery();
+    void freeArenas();
+    int mergeFromDisk();
+
+    int beginDelivery();
     int deliver();
+    RowPump::Got fetch(const unsigned char** record);
     bool isDropped(const unsigned char* record);
     int deliverRow(const unsigned char* record);
+    int endDelivery(RowPump::Got why);
     void fillInfo();
 
     const RowSortSetup setup_;
@@ -96,9 +116,14 @@ private:
     RowOrder order_;
     RowLayout layout_;
     SortMemory memory_;
-    RowArena arena_;
+    SortThreads threads_;
+    RowArena arenas_[2];  // one without threads
+    int filling_ = 0;     // the arena that takes rows; the other one has older rows or none
     RunStack runs_;
-    std::unique_ptr<RowMerge> rows_;  // sources in arena_ or runs_
+    RunJob job_;
+    RowArena* spilling_ = nullptr;    // whose rows the job is writing
+    std::unique_ptr<RowMerge> rows_;  // sources in the arenas or runs_
+    std::unique_ptr<RowPump> pump_;   // takes from rows_
     GroupWatch watch_;
     SortPace pace_;
     std::unique_ptr<KtbDatavar[]> slots_;
@@ -106,7 +131,6 @@ private:
     ByteBuffer record_;
     bool startsGroup_ = false;
     long rowsIn_ = 0;
-    long rowsSpilled_ = 0;  // of them, those that have left the arena
     long rowsOut_ = 0;
     long duplicates_ = 0;
     long groups_ = 0;

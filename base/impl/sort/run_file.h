@@ -44,7 +44,8 @@ public:
     [[nodiscard]] bool put(const unsigned char* record);
     [[nodiscard]] bool finish(Run* run);
 
-    std::size_t bufferBytes() const { return payloadMax_ + run_file::trailerBytes; }
+    std::size_t bufferBytes() const { return chunk_ ? payloadMax_ + run_file::trailerBytes : 0; }
+    void free() { chunk_.reset(); }
 
 private:
     bool putSplit(const unsigned char* bytes, std::size_t count);

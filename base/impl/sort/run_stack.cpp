@@ -13,6 +13,11 @@ bool RunStack::prepare(std::size_t chunkBytes) {
     return true;
 }
 
+void RunStack::endWriting() {
+    memory_.give(writer_.bufferBytes());
+    writer_.free();
+}
+
 int RunStack::mergePasses() const {
     int passes = 0;
     for (std::size_t i = 0; i < count_; ++i) passes = std::max(passes, runs_[i].merges + 1);
@@ -41,7 +46,9 @@ bool RunStack::finish(int merges) {
 }
 
 // The memory that the buffers of a merge may take.
-std::size_t RunStack::room() const { return memory_.budget() - std::min(memory_.budget(), writer_.bufferBytes()); }
+std::size_t RunStack::room() const {
+    return memory_.budget() - std::min(memory_.budget(), std::max(writer_.bufferBytes(), leastFree_));
+}
 
 // Whether so many runs, whose buffers take that much, can be merged. Two are merged whatever they take: fewer would be no
 // merge, and rows that large are few.

@@ -40,6 +40,12 @@ public:
 
     std::size_t chunkBytes() const { return chunkBytes_; }
 
+    // What a merge must leave of the budget for others, if that is more than what writing a run takes.
+    void setLeastFree(std::size_t bytes) { leastFree_ = bytes; }
+
+    // No more runs are written: gives that memory back.
+    void endWriting();
+
     bool isEmpty() const { return count_ == 0; }
     std::size_t count() const { return count_; }
     long bytesWritten() const { return store_.bytesWritten(); }
@@ -86,6 +92,7 @@ private:
     ChunkStore store_;
     RunWriter writer_;
     std::size_t chunkBytes_ = 0;
+    std::size_t leastFree_ = 0;
     std::size_t mergeBytes_ = 0;  // what the merge under way holds
     std::unique_ptr<Run[]> runs_;
     std::size_t count_ = 0;
