@@ -114,7 +114,9 @@ TEST_F(SortCancelTest, EveryReportOfEveryPhaseCanEndTheSort) {
         EXPECT_EQ(status, ktSortFailed);
         expectCancelled(sort.get());
         EXPECT_GT(info.rowsIn, 0);  // the record tells how far it came
-        EXPECT_EQ(info.rowsOut > 0, progress.phase() == ktSortDelivering && info.rowsOut > 0);
+        if (progress.phase() != ktSortDelivering) {
+            EXPECT_EQ(info.rowsOut, 0);
+        }
         sort.reset();
         ASSERT_EQ(openHandles(), handles);
         ASSERT_TRUE(directory.names().empty() && runFiles(directory.path()).empty());

@@ -108,15 +108,15 @@ TEST_F(SortLimitsTest, MoreMemoryNeverTurnsSuccessIntoFailure) {
     Rows rows = rowsOf(400, 30);
     rows[40][2] = valueOf(std::string(2000, 'l'));
     rows[41][2] = valueOf(std::string(30000, 'l'));
-    long runsBefore = LONG_MAX;
+    long runsWithMost = LONG_MAX;
     for (std::size_t budget = 8192; budget < 80000; budget += budget < 10000 ? 64 : 997) {
         SCOPED_TRACE("budget " + std::to_string(budget));
         const Sorted result = sorted(rows, smallSetup(budget));
         expectSorted(rows, result);
         if (HasFailure()) return;
-        runsBefore = result.info.runs;
+        runsWithMost = result.info.runs;
     }
-    EXPECT_EQ(runsBefore, 0);
+    EXPECT_EQ(runsWithMost, 0);
 }
 
 TEST_F(SortLimitsTest, OrdinaryRowsStayWithinTheBudget) {
