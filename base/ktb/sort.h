@@ -19,10 +19,12 @@
 //            and a row that is large against the budget is held beyond it, up to five times at once.
 // Disk:      when the budget is used up, rows go to one file per work directory, beginning with the first directory and passing
 //            to the next when one takes no more. The files are without a name as soon as they are open, so that they vanish
-//            with the process. Their space is used again while they are merged: they never hold much more than the rows once.
+//            with the process. Their space is used again while they are merged: they never hold much more than the records of
+//            the rows once.
 // Failure:   an operation that can fail returns a status or false, and getError() says why. Nothing throws.
 // Threads:   one thread at a time per object; different sorts are independent. A sort may use threads of its own, which call
-//            nothing that belongs to the caller.
+//            nothing that belongs to the caller and take none of its signals. In a child of fork() a sort of the parent's can
+//            only be released.
 // Binary interface: the order of the operations is fixed; no data and no virtual destructors; objects end with release().
 #ifndef KTB_SORT_H
 #define KTB_SORT_H
@@ -145,8 +147,8 @@ public:
     // locale that the system does not have are refused by a text that names the value.
     virtual int setSortKeys(int count) = 0;
 
-    // The place for the value of a column in the row to be added; null when there is no such column or memory is exhausted. It
-    // is the sort's, keeps its value from row to row, and lives as long as the sort.
+    // The place for the value of a column in the row to be added; null when there is no such column, memory is exhausted, or no
+    // row can be added any more. It is the sort's, keeps its value from row to row, and lives as long as the sort.
     virtual KtbDatavar* columnSlot(int column) = 0;
 
     // Takes over the row that the slots hold. A row of 4 GiB or more is refused.

@@ -245,7 +245,7 @@ TEST_F(ChunkStoreTest, AFullDirectoryIsFollowedByTheNext) {
     }
 }
 
-TEST_F(ChunkStoreTest, AFileThatIsGivenUpIsNotWrittenAgain) {
+TEST_F(ChunkStoreTest, AFileThatIsGivenUpTakesChunksOnlyWhereOthersHaveBeen) {
     Keeper keeper(directories(2));
     {
         OsFaults os;
@@ -255,9 +255,47 @@ TEST_F(ChunkStoreTest, AFileThatIsGivenUpIsNotWrittenAgain) {
     EXPECT_EQ(fileSizes(), (std::vector<long>{100, 200}));
     keeper.release(keeper.chunks.begin()->first);
     EXPECT_NE(keeper.add(chunk(4)), noChunk);
+    EXPECT_EQ(fileSizes(), (std::vector<long>{100, 200}));
     EXPECT_NE(keeper.add(chunk(5)), noChunk);
-    EXPECT_EQ(fileSizes(), (std::vector<long>{200, 300}));
+    EXPECT_EQ(fileSizes(), (std::vector<long>{200, 200}));
     EXPECT_TRUE(keeper.readsBack());
+}
+
+TEST_F(ChunkStoreTest, FullDirectoriesTakeAsManyChunksAsAreReleased) {
+    Keeper keeper(directories(3));
+    OsFaults os;
+    os.fillDiskAt(1000);
+    unsigned seed = 0;
+    for (int i = 0; i < 30; ++i) ASSERT_NE(keeper.add(chunk(seed++)), noChunk);
+    std::mt19937 random(5);
+    for (int round = 0; round < 200; ++round) {
+        const auto count = static_cast<std::size_t>(1 + random() % 30);
+        for (std::size_t i = 0; i < count; ++i) {
+            auto chosen = keeper.chunks.begin();
+            std::advance(chosen, random() % keeper.chunks.size());
+            keeper.release(chosen->first);
+        }
+        for (std::size_t i = 0; i < count; ++i) ASSERT_NE(keeper.add(chunk(seed++)), noChunk) << keeper.error();
+        ASSERT_TRUE(keeper.readsBack());
+    }
+    EXPECT_EQ(keeper.add(chunk(seed)), noChunk);
+}
+
+TEST_F(ChunkStoreTest, AFileThatRefusesEvenAFreedPlaceIsWrittenNoMore) {
+    Keeper keeper(directories(2));
+    {
+        OsFaults os;
+        os.fillDiskAt(200);
+        for (unsigned i = 0; i < 3; ++i) EXPECT_NE(keeper.add(chunk(i)), noChunk);
+    }
+    keeper.release(keeper.chunks.begin()->first);
+    {
+        OsFaults os;
+        os.fillDiskAt(0);
+        EXPECT_EQ(keeper.add(chunk(3)), noChunk);  // refused there, and in the second directory, too
+    }
+    EXPECT_TRUE(keeper.readsBack());
+    EXPECT_EQ(fileSizes(), (std::vector<long>{100, 200}));
 }
 
 TEST_F(ChunkStoreTest, AChunkThatWasRefusedKeepsItsIdAndFreesItsPlaceElsewhere) {

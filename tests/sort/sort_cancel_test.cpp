@@ -126,6 +126,24 @@ TEST_F(SortCancelTest, EveryReportOfEveryPhaseCanEndTheSort) {
     EXPECT_GT(reports, 20);
 }
 
+// The caller himself then writes what a thread writes otherwise.
+TEST_F(SortCancelTest, TheCallThatReportsFailsAlsoWhereNoThreadIsOfUse) {
+    for (Row& row : rows) row[2] = valueOf(std::string(9000, 't'));
+    rows.resize(200);
+    for (long at = 0;; ++at) {
+        SCOPED_TRACE("report " + std::to_string(at));
+        Canceller progress(at);
+        KtDatafileSortInfo info{};
+        const Sort sort = begin(2, &progress, &info);
+        for (const Row& row : rows) {
+            const int status = addRow(sort.get(), row);
+            ASSERT_EQ(status, progress.cancelled() ? ktSortFailed : ktSortRow);
+            if (progress.cancelled()) break;
+        }
+        if (!progress.cancelled()) break;
+    }
+}
+
 TEST_F(SortCancelTest, ReportsTellThePhaseAndHowFarItIs) {
     Recorder progress;
     KtDatafileSortInfo info{};

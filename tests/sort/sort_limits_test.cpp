@@ -111,6 +111,7 @@ TEST_F(SortLimitsTest, MoreMemoryNeverTurnsSuccessIntoFailure) {
     long runsWithMost = LONG_MAX;
     for (std::size_t budget = 8192; budget < 80000; budget += budget < 10000 ? 64 : 997) {
         SCOPED_TRACE("budget " + std::to_string(budget));
+        expectSorted(rows, sorted(rows, smallSetup(budget, 4096, 2)));
         const Sorted result = sorted(rows, smallSetup(budget));
         expectSorted(rows, result);
         if (HasFailure()) return;
@@ -273,16 +274,16 @@ unsigned long addressSpace() {
     return pages * static_cast<unsigned long>(sysconf(_SC_PAGESIZE));
 }
 
-// Sorts 50 MB with half as much memory and a budget that knows nothing of it. Says what is wrong, if anything.
-std::string sortWithLittleMemory(const std::string& directory) {
+// Sorts 50 MB with less memory and a budget that knows nothing of it. Says what is wrong, if anything.
+std::string sortWithLittleMemory(const std::string& directory, int threads, unsigned long mebibytes) {
     KtDatafileSortSettings settings = {};
     settings.budget = 256UL << 20;
     settings.chunkBytes = 256 * 1024;
-    settings.processors = 1;
+    settings.processors = threads;
     const Sort sort = makeSort(description, settings, directory);
     KtDatafileSortInfo info{};
     sort->setSortInfo(&info);
-    const ResourceLimit limit(RLIMIT_AS, addressSpace() + (24UL << 20));
+    const ResourceLimit limit(RLIMIT_AS, addressSpace() + (mebibytes << 20));
     if (!limit.inForce()) return "no limit";
     Random random(9);
     const std::string text(1000, 't');
@@ -294,7 +295,8 @@ std::string sortWithLittleMemory(const std::string& directory) {
         if (sort->addRow() != ktSortRow) return "row " + std::to_string(i) + ": " + sort->getError().asCstr();
     }
     if (sort->finish() != ktSortRow) return sort->getError().asCstr();
-    if (info.runs < 2 || info.peakMemory > 24 << 20) return "peak memory " + std::to_string(info.peakMemory);
+    if (info.runs < 2 || info.peakMemory > static_cast<long>(mebibytes << 20))
+        return "peak memory " + std::to_string(info.peakMemory);
     if (!isInOrder(sort.get(), count)) return std::string("not in order: ") + sort->getError().asCstr();
     return "";
 }
@@ -303,13 +305,16 @@ std::string sortWithLittleMemory(const std::string& directory) {
 TEST_F(SortLimitsTest, AMachineWithLessMemoryThanTheBudgetSpills) {
     if (KTWT_TESTS_SANITIZED) GTEST_SKIP() << "A sanitizer takes more address space than can be limited.";
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto work = [this] {
-        const std::string wrong = sortWithLittleMemory(directory.path());
+    const auto work = [this](int threads, unsigned long mebibytes) {
+        const std::string wrong = sortWithLittleMemory(directory.path(), threads, mebibytes);
         std::fputs(wrong.c_str(), stderr);
         std::filesystem::remove_all(directory.path());
         _exit(wrong.empty() ? 0 : 1);
     };
-    EXPECT_EXIT(work(), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(work(1, 24), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(work(2, 24), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(work(2, 48), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(work(4, 48), testing::ExitedWithCode(0), "");
 }
 
 // Sorts in a process that may have no thread but its own, and says by its exit code what became of it.

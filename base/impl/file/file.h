@@ -71,6 +71,9 @@ public:
         bytesLargest_ = largest;
     }
 
+    // For an unbuffered file whose user puts elsewhere what it refused: it may be written to again. Nothing may be dirty.
+    void forgetFailure() { error_ = np_ok; }
+
 private:
     using Byte = unsigned char;
 

@@ -35,15 +35,31 @@ KtbString reasonFor(int code) {
 
 }  // namespace
 
-bool ChunkStore::SlotMap::take(std::uint64_t* slot) {
+// Whether there is a free slot among those that are noted.
+bool ChunkStore::SlotMap::findLowest() {
     while (lowest_ < count_ && words_[lowest_] == ~std::uint64_t{0}) ++lowest_;
-    if (lowest_ == count_) {
-        if (!makeRoom(&words_, count_, &capacity_)) return false;
-        words_[count_++] = 0;
-    }
+    return lowest_ < count_;
+}
+
+void ChunkStore::SlotMap::takeLowest(std::uint64_t* slot) {
     const int bit = std::countr_one(words_[lowest_]);
     words_[lowest_] |= std::uint64_t{1} << bit;
     *slot = lowest_ * wordBits + static_cast<unsigned>(bit);
+}
+
+bool ChunkStore::SlotMap::take(std::uint64_t* slot) {
+    if (!findLowest()) {
+        if (!makeRoom(&words_, count_, &capacity_)) return false;
+        words_[count_++] = 0;
+    }
+    takeLowest(slot);
+    return true;
+}
+
+bool ChunkStore::SlotMap::takeBelow(std::uint64_t end, std::uint64_t* slot) {
+    if (!findLowest()) return false;
+    if (lowest_ * wordBits + static_cast<unsigned>(std::countr_one(words_[lowest_])) >= end) return false;
+    takeLowest(slot);
     return true;
 }
 
@@ -97,7 +113,17 @@ ChunkId ChunkStore::reserve() {
     return reservePlace(&place) ? idOf(place) : noChunk;
 }
 
+// The slots that chunks have left in files that grow no more.
+bool ChunkStore::reserveFreed(Place* place) {
+    for (place->file = 0; place->file < current_; ++place->file) {
+        WorkFile& file = files_[place->file];
+        if (file.slots.takeBelow(file.end, &place->slot)) return true;
+    }
+    return false;
+}
+
 bool ChunkStore::reservePlace(Place* place) {
+    if (reserveFreed(place)) return true;
     if (!findFile()) return false;
     place->file = current_;
     return files_[current_].slots.take(&place->slot) || failForMemory();
@@ -107,7 +133,7 @@ bool ChunkStore::reservePlace(Place* place) {
 bool ChunkStore::findFile() {
     while (current_ < fileCount_ && !files_[current_].handle) {
         const int code = makeFile(&files_[current_]);
-        if (code != np_ok) giveUp(code);
+        if (code != np_ok) giveUp({current_, 0}, code);
     }
     return current_ < fileCount_ || failForDirectories();
 }
@@ -126,32 +152,38 @@ int ChunkStore::makeFile(WorkFile* file) {
     return code;
 }
 
-// The current file takes no more.
-void ChunkStore::giveUp(int code) {
+// The file has refused to take a chunk there. If it was growing it has its slots before that one left, else none.
+void ChunkStore::giveUp(Place place, int code) {
+    const bool wasGrowing = place.file == current_;
+    files_[place.file].end = wasGrowing ? place.slot : 0;
     lastCode_ = code;
-    ++current_;
+    if (wasGrowing) ++current_;
 }
+
+// Places behind the end of a file that grows no more were reserved when it still did.
+bool ChunkStore::isClosedTo(Place place) const { return place.file < current_ && place.slot >= files_[place.file].end; }
 
 bool ChunkStore::write(ChunkId id, const void* bytes, unsigned long size) {
     assert(size <= chunkBytes_);
     Place place = placeOf(id);
-    while (place.file < current_ || !writeAt(place, bytes, size)) {
+    while (isClosedTo(place) || !writeAt(place, bytes, size)) {
         if (!moveChunk(id, &place)) return false;
     }
     bytesWritten_ += static_cast<long>(size);
     return true;
 }
 
-// Writes to a place in the current file, or gives that up.
+// Writes to a place, or gives its file up.
 bool ChunkStore::writeAt(Place place, const void* bytes, unsigned long size) {
     np_file* file = files_[place.file].handle.get();
     if (!seek(place)) {
-        giveUp(np_err_too_large);
+        giveUp(place, np_err_too_large);
         return false;
     }
     if (np_fio_putb(file, bytes, size) == size) return true;
     const int code = np_fio_bufmode(file, 0);  // there is nothing buffered: this asks for what has been remembered
-    giveUp(code != np_ok ? code : np_err_failed);
+    file->forgetFailure();
+    giveUp(place, code != np_ok ? code : np_err_failed);
     return false;
 }
 

@@ -11,9 +11,9 @@
 //     /large    file 1   not made yet
 //
 // Places:    a chunk goes to the lowest free slot of the file that is being written, so that freed places are filled again
-//            before the file grows. A file that refuses a write, for whatever reason, is written no more, and the next
-//            directory's file is made and takes over. What the refusing file holds can still be read; its freed slots stay
-//            unused, since a disk that was full may refuse the next write as well, and a second look costs more than it gains.
+//            before the file grows. A file that refuses a write, for whatever reason, grows no more, and the next directory's
+//            file is made and takes over. What the refusing file holds can still be read, and its freed slots, which have
+//            their space on the disk, are filled before any other; one that refuses even those is written no more.
 // Moves:     where a chunk lies is written into its id, so that finding it takes no table. The chunk that was refused keeps its
 //            id but lies elsewhere: such moves stand in a list. A caller who writes each chunk soon after reserving it makes
 //            at most one entry per file; every other reservation that was still unwritten then makes one more.
@@ -51,8 +51,9 @@ public:
     ~ChunkStore() = default;
 
     // Takes over a list of directories with np_dir_listsep between them; a separator at the end adds none. An empty or null
-    // list is the system's directory for temporary files. Once, before the first reserve(). Fails when memory is exhausted or
-    // there are more than 65,535 directories; whether they exist shows when a file is to be made there.
+    // list is the system's directory for temporary files. Once, before the first reserve(). Fails when memory is exhausted,
+    // there are more than 65,535 directories, or the system's cannot be told; whether they exist shows when a file is to be
+    // made there.
     [[nodiscard]] bool setDirectories(const KtbString& list);
 
     // The size of a slot, at least 1 byte. Only before the first reserve().
@@ -86,9 +87,15 @@ private:
     public:
         // Takes the lowest free slot. Returns false when there is no memory to note it.
         [[nodiscard]] bool take(std::uint64_t* slot);
+
+        // Takes the lowest free slot below `end`. Returns false when there is none.
+        [[nodiscard]] bool takeBelow(std::uint64_t end, std::uint64_t* slot);
         void free(std::uint64_t slot);
 
     private:
+        bool findLowest();
+        void takeLowest(std::uint64_t* slot);
+
         std::unique_ptr<std::uint64_t[]> words_;  // a set bit is a slot that is taken
         std::size_t count_ = 0;
         std::size_t capacity_ = 0;
@@ -104,6 +111,7 @@ private:
         const char* directory = nullptr;
         std::unique_ptr<np_file, CloseFile> handle;  // null before it is made, and where it could not be made
         SlotMap slots;
+        std::uint64_t end = 0;  // of a file that grows no more: the slots that it may have
     };
 
     struct Place {
@@ -123,7 +131,9 @@ private:
     bool makeFiles(std::size_t count);
     int makeFile(WorkFile* file);
     bool findFile();
-    void giveUp(int code);
+    void giveUp(Place place, int code);
+    bool isClosedTo(Place place) const;
+    bool reserveFreed(Place* place);
     bool reservePlace(Place* place);
     bool moveChunk(ChunkId id, Place* place);
     bool writeAt(Place place, const void* bytes, unsigned long size);
@@ -139,7 +149,7 @@ private:
     std::unique_ptr<char[]> directories_;  // the list, with NULs for the separators
     std::unique_ptr<WorkFile[]> files_;
     std::size_t fileCount_ = 0;
-    std::size_t current_ = 0;  // the file that is being written; those before it have been given up
+    std::size_t current_ = 0;  // the file that grows; those before it have been given up
     int lastCode_ = np_ok;     // why the last file was given up
     std::unique_ptr<Move[]> moves_;
     std::size_t moveCount_ = 0;

@@ -1,5 +1,6 @@
 #include "sort/collation.h"
 
+#include <errno.h>
 #include <string.h>
 
 #include <algorithm>
@@ -45,6 +46,10 @@ bool Collation::setLocale(const char* name, KtbString* error) {
     const bool isName = name != nullptr && *name != 0;
     if (isName) locale_ = newlocale(LC_CTYPE_MASK | LC_COLLATE_MASK, name, nullptr);
     if (locale_ != nullptr) return true;
+    if (isName && errno == ENOMEM) {
+        *error = KtbString("Memory is exhausted: no room for the collation's locale.", true);
+        return false;
+    }
     *error = ktbStringFormat("The locale \"%s\" for the collation is not known to this system.", name != nullptr ? name : "");
     return false;
 }

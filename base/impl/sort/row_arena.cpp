@@ -26,7 +26,7 @@ bool RowArena::openBlock(std::size_t bytes) {
     const bool fits = wanted <= bytesMax_ && bytes_ <= bytesMax_ - wanted;
     if (filled_ > 0 && !fits) return false;
     if (!makeBlock(wanted)) {
-        bytesMax_ = std::min(bytesMax_, bytes_);  // the machine refuses more: nobody shall ask for it again
+        if (filled_ > 0) bytesMax_ = bytes_;  // the machine refuses more: nobody shall ask for it again
         memory_.shrinkToUsed();
         return false;
     }

@@ -24,6 +24,9 @@ public:
         bytesMax_ = bytesMax;
     }
 
+    std::size_t bytes() const { return bytes_; }
+    void limitTo(std::size_t bytes) { bytesMax_ = bytes; }
+
     enum class Added { stored, full, exhausted };
 
     // Takes over a copy of the record. The arena is full when its limit, or the machine's memory, is reached and there are rows

@@ -38,7 +38,6 @@ public:
     void clear();
 
     std::size_t bytes() const { return bytes_; }
-    std::size_t rows() const { return static_cast<std::size_t>(entriesEnd() - entries_); }
     const RowEntry* begin() const { return entries_; }
     const RowEntry* end() const { return entriesEnd(); }
 

@@ -85,6 +85,11 @@ bool RowLayout::putTransformed(const SortKey& key, const KtbDatavar& value, Byte
     return RowValue::putText(record, {reinterpret_cast<const char*>(transformed_.data()), transformed_.size()}, 0);
 }
 
+void RowLayout::endEncoding() {
+    converted_.assign(KtbString("", true));  // a literal makes a text give up its memory
+    transformed_.free();
+}
+
 bool RowLayout::decode(const unsigned char* record, KtbDatavar* values) const {
     const unsigned char* at = RowRecord::values(record);
     for (int i = 0; i < columnCount_; ++i) {

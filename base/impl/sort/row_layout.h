@@ -23,6 +23,9 @@ public:
     // Puts the record of a row with one value per column into *record, replacing what it held.
     RowFit encode(const RowOrder& order, const KtbDatavar* values, ByteBuffer* record);
 
+    // There are no more rows: gives back what encoding them took.
+    void endEncoding();
+
     // Puts the values of the row back. Returns false when memory does not hold a text.
     [[nodiscard]] bool decode(const unsigned char* record, KtbDatavar* values) const;
 

@@ -24,6 +24,8 @@ public:
     RowMerge& operator=(const RowMerge&) = delete;
     virtual ~RowMerge() = default;
 
+    static constexpr std::size_t bytesPerSource = sizeof(RowEntry) + sizeof(std::size_t);
+
     std::size_t sources() const { return sources_; }
 
     // Fetches the first row of a source; once for each source, before the first next(). Returns false when the source fails;
@@ -54,8 +56,8 @@ private:
     std::size_t winner_ = 0;  // the source of the row that was handed out last
     bool hasWinner_ = false;
     std::unique_ptr<RowEntry[]> heads_;
-    std::unique_ptr<std::size_t[]>
-        losers_;  // node 1 is the root; the children of node n are 2n and 2n + 1; source s is node s + sources
+    // Node 1 is the root; the children of node n are 2n and 2n + 1; source s is node s + sources_.
+    std::unique_ptr<std::size_t[]> losers_;
 };
 
 // Blocks in memory as sources.

@@ -27,7 +27,7 @@ RowSortSetup RowSortSetup::of(const KtDatafileSortSettings& settings) {
 
 void RowSortSetup::setBudget(std::size_t bytes, std::size_t chunkBytesMax) {
     budget = bytes;
-    blockBytes = std::min(bytes / blocksWanted, blockBytesMax);
+    blockBytes = std::min(bytes / blocksWanted, blockBytesMax) / RowBlock::entryBytes * RowBlock::entryBytes;
     chunkBytes = std::min(bytes / chunksWanted, chunkBytesMax);
     batchBytes = std::min(bytes / batchesWanted, batchBytesMax);
     if (threads == 1 || batchBytes < batchBytesLeast) batchBytes = 0;
@@ -63,7 +63,8 @@ RowSort::~RowSort() {
 }
 
 bool RowSort::prepare(int columns, const ktbType* types, const KtbString& directories) {
-    return layout_.setColumns(columns, types) && runs_.setDirectories(directories);
+    if (!layout_.setColumns(columns, types)) return failForMemory("(columns to be sorted)") == ktSortRow;
+    return runs_.setDirectories(directories) || failOnDisk() == ktSortRow;
 }
 
 void RowSort::release() { delete this; }

@@ -57,7 +57,8 @@ public:
     RowSort& operator=(const RowSort&) = delete;
     ~RowSort();
 
-    // Takes over the columns and the work directories. Returns false when memory is exhausted.
+    // Takes over the columns and the work directories. Returns false, with the reason in getError(), when memory is exhausted
+    // or the directories cannot be told.
     [[nodiscard]] bool prepare(int columns, const ktbType* types, const KtbString& directories);
 
     int setSort(int index, int column, bool descending, KTSortCollateParms* parms) override;
@@ -75,6 +76,9 @@ public:
     bool startsGroup() override;
 
 private:
+    // How long the caller waits for a thread before it looks at the progress object.
+    static constexpr std::chrono::milliseconds patience{20};
+
     enum class State { describing, filling, finished, delivering, ended, failed };
 
     int fail(KtbString text);
@@ -91,6 +95,7 @@ private:
     int store();
     int makeRoom();
     int makeRoomInOther();
+    void shareMemory();
     std::unique_ptr<RowMerge> mergeArenas(RowArena* first, RowArena* second);
     int startRun(RowArena* arena);
     int awaitRun();

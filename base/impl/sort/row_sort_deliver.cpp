@@ -2,13 +2,6 @@
 #include "sort/row_record.h"
 #include "sort/row_sort.h"
 
-namespace {
-
-// How long the caller waits for rows before it looks at the progress object.
-constexpr std::chrono::milliseconds patience(20);
-
-}  // namespace
-
 int RowSort::firstRow() {
     if (state_ != State::finished) return failOutOfOrder("The first row can be fetched once, when the sort is finished.");
     state_ = State::delivering;

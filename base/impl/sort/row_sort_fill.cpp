@@ -12,9 +12,6 @@
 
 namespace {
 
-// How long the caller waits for a thread before it looks at the progress object.
-constexpr std::chrono::milliseconds patience(20);
-
 // The slots stay where callers know them to be, but what a large row took goes: a literal makes a text give up its memory.
 void emptySlots(KtbDatavar* slots, int count) {
     for (int i = 0; i < count; ++i) {
@@ -39,13 +36,15 @@ int RowSort::addRow() {
     return ktSortRow;
 }
 
+// Room may have to be made twice: the machine may have no memory for the other arena, and then that of this one goes to disk.
 int RowSort::store() {
-    RowArena::Added added = filling().add(record_.data(), record_.size());
-    if (added == RowArena::Added::stored) return ktSortRow;
-    if (makeRoom() != ktSortRow) return ktSortFailed;
-    pace_.begin(ktSortFilling, static_cast<long>(setup_.settings.records));
-    added = filling().add(record_.data(), record_.size());
-    return added == RowArena::Added::stored ? ktSortRow : failForMemory("(rows to be sorted)");
+    constexpr int triesMax = 3;
+    for (int tries = 0; tries < triesMax; ++tries) {
+        if (filling().add(record_.data(), record_.size()) == RowArena::Added::stored) return ktSortRow;
+        if (makeRoom() != ktSortRow) return ktSortFailed;
+        pace_.begin(ktSortFilling, static_cast<long>(setup_.settings.records));
+    }
+    return failForMemory("(rows to be sorted)");
 }
 
 int RowSort::makeRoom() {
@@ -59,14 +58,21 @@ int RowSort::makeRoomInOther() {
         return ktSortRow;
     }
     if (bringToDisk(&older()) != ktSortRow) return ktSortFailed;
-    if (filling().isEmpty()) {  // the machine has no memory for two arenas
-        older().freeMemory();
+    if (filling().isEmpty()) {
+        shareMemory();
         return ktSortRow;
     }
     if (runs_.dueForMerge().count != 0) return bringToDisk(&filling()) == ktSortRow ? mergeDueRuns() : ktSortFailed;
     if (startRun(&filling()) != ktSortRow) return ktSortFailed;
     filling_ = 1 - filling_;
     return ktSortRow;
+}
+
+// The machine has no more memory than one arena has taken: from now on it has to do for two.
+void RowSort::shareMemory() {
+    const std::size_t half = older().bytes() / 2;
+    older().freeMemory();
+    for (RowArena& arena : arenas_) arena.limitTo(half);
 }
 
 // Writes the rows of an arena as a run and waits for the end of it. The job may be doing that already.
@@ -98,7 +104,7 @@ int RowSort::startRun(RowArena* arena) {
     pace_.begin(ktSortSpilling, arena->rows());
     job_.setPace(&pace_);
     job_.run();
-    return ktSortRow;
+    return awaitRun();
 }
 
 int RowSort::awaitRun() {
@@ -115,7 +121,7 @@ int RowSort::awaitRun() {
     const RunJob::Outcome outcome = job_.end();
     spilling_->clear();
     spilling_ = nullptr;
-    ++runCount_;
+    if (outcome == RunJob::Outcome::done) ++runCount_;
     return goOn ? conclude(outcome) : failCancelled();
 }
 
@@ -171,6 +177,7 @@ int RowSort::finish() {
     if (state_ != State::filling) return failOutOfOrder("A sort can be finished only once.");
     emptySlots(slots_.get(), layout_.columnCount());
     record_.free();
+    layout_.endEncoding();
     if (spilling_ == nullptr && runs_.isEmpty()) {
         rows_ = mergeArenas(&older(), &filling());
     } else if (mergeFromDisk() != ktSortRow) {

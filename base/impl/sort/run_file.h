@@ -62,7 +62,9 @@ private:
 class RunReader {
 public:
     // The memory that reading the run takes.
-    static std::size_t bufferBytesFor(const Run& run, std::size_t chunkBytes) { return run.recordBytesMax + chunkBytes; }
+    static std::size_t bytesFor(const Run& run, std::size_t chunkBytes) {
+        return bufferBytesFor(run, chunkBytes) + sizeof(RunReader) + sizeof(Run) + RowMerge::bytesPerSource;
+    }
 
     // Begins before the first row. Returns false when memory is exhausted.
     [[nodiscard]] bool open(ChunkStore& store, const Run& run, std::size_t chunkBytes);
@@ -72,6 +74,7 @@ public:
     [[nodiscard]] bool next(const unsigned char** record);
 
 private:
+    static std::size_t bufferBytesFor(const Run& run, std::size_t chunkBytes) { return run.recordBytesMax + chunkBytes; }
     std::size_t left() const { return static_cast<std::size_t>(end_ - at_); }
     bool readUntil(std::size_t bytes);
     bool readChunk();

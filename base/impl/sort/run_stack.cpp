@@ -133,7 +133,7 @@ std::unique_ptr<RunMerge> RunStack::merge(RunRange range, long* rows, int* merge
     for (const Run* run = begin; run != end; ++run) {
         *rows += run->rows;
         *merges = std::max(*merges, run->merges + 1);
-        mergeBytes_ += RunReader::bufferBytesFor(*run, chunkBytes_);
+        mergeBytes_ += RunReader::bytesFor(*run, chunkBytes_);
     }
     memory_.take(mergeBytes_);
     std::unique_ptr<RunMerge> merge = RunMerge::make(order_, store_, begin, range.count, chunkBytes_);

@@ -47,7 +47,6 @@ public:
     void endWriting();
 
     bool isEmpty() const { return count_ == 0; }
-    std::size_t count() const { return count_; }
     long bytesWritten() const { return store_.bytesWritten(); }
 
     // How often a row will have been read back from disk when all runs have been merged.
@@ -81,7 +80,7 @@ private:
     struct Candidate;
 
     std::size_t room() const;
-    std::size_t bufferBytes(std::size_t index) const { return RunReader::bufferBytesFor(runs_[index], chunkBytes_); }
+    std::size_t bufferBytes(std::size_t index) const { return RunReader::bytesFor(runs_[index], chunkBytes_); }
     bool fits(std::size_t count, std::size_t bytes) const;
     std::size_t mergeableOnTop() const;
     Candidate candidateFrom(std::size_t first, std::size_t allBuffers) const;

@@ -133,6 +133,6 @@ KtDatafileRowSort* SortManager::createSort(unsigned long options) {
     }
     std::unique_ptr<RowSort> sort(new (std::nothrow) RowSort(RowSortSetup::of(settings_)));
     if (sort && sort->prepare(columnCount_, types_.get(), directories_)) return sort.release();
-    fail(KtbString("Memory is exhausted: no room for a sort.", true));
+    fail(sort ? sort->getError() : KtbString("Memory is exhausted: no room for a sort.", true));
     return nullptr;
 }

@@ -20,7 +20,6 @@ public:
     // The machine has refused more than what is held now: nobody shall ask for more again.
     void shrinkToUsed() { budget_ = std::min(budget_, used_); }
 
-    std::size_t used() const { return used_; }
     std::size_t peak() const { return peak_; }
 
 private:

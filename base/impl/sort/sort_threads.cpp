@@ -1,5 +1,6 @@
 #include "sort/sort_threads.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <new>
@@ -13,9 +14,31 @@ bool SortThreads::prepare() {
     return threads_ != nullptr;
 }
 
+namespace {
+
+// Blocks all signals in this thread while it exists. A thread begins with the mask of the one that starts it, and the caller's
+// signals are none of the sort's business: its handlers must run in its own threads.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_;
+};
+
+}  // namespace
+
 // One that the system refuses is only a slower sort, and the last that is asked for.
 void SortThreads::startThread() {
     if (!prepare()) return;
+    const SignalsBlocked signals;
     try {
         threads_[static_cast<std::size_t>(threadCount_)] = std::thread([this] { work(); });
         ++threadCount_;
