@@ -7,6 +7,7 @@
 #include "ktwt/file.h"
 #include "ktwt/ktwf.h"
 #include "ktwt/manager.h"
+#include "ktwt/sweep.h"
 #include "ktwt/version.h"
 
 #endif

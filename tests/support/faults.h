@@ -37,6 +37,9 @@ enum class FileCall {
     bufmode,
     close,
     unlink,
+    hold,
+    seize,
+    list,
     lock,
     any
 };
