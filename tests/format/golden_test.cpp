@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 
+#include "dissector.h"
 #include "format_fixture.h"
 #include "support/golden.h"
 
