@@ -1,9 +1,8 @@
 #include "wtsweep.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
-#include <new>
+#include <utility>
 
 #include "wtcodec.h"
 #include "wtelem.h"
@@ -15,9 +14,7 @@ namespace ktwt {
 
 namespace {
 
-constexpr int listStopped = -1;  // no code of the file layer
-
-int kindOf(FileKind kind) {
+int orphanKindOf(FileKind kind) {
     switch (kind) {
         case FileKind::header: return ktwtOrphanHeader;
         case FileKind::data: return ktwtOrphanData;
@@ -36,6 +33,10 @@ const char* textOf(int code) {
     return text != nullptr ? text : "an error that has no text";
 }
 
+int countUntold(const WorkFileGroup& group) {
+    return static_cast<int>(std::count_if(group.files, group.end, [](const WorkFile& file) { return !file.told; }));
+}
+
 }  // namespace
 
 // The first failure is kept.
@@ -49,103 +50,28 @@ bool OrphanSweep::failWith(const char* what, const char* path, int code) {
 }
 
 bool OrphanSweep::run(KtbString* error) {
-    if (list()) {
-        sort();
-        readHeaders();
-        sweepAll();
+    if (!files_.read(manager_, nullptr, nullptr)) fail(files_.getError());
+    for (WorkFile* file = files_.begin(); file != files_.end(); ++file) {
+        if (file->role.kind == FileKind::header) readHeader(file);
     }
+    for (WorkFile* next = files_.begin(); next != files_.end() && !stopped_;) {
+        const WorkFileGroup group = files_.groupAt(next);
+        sweepGroup(group);
+        next = group.end;
+    }
+    sweepSeized();
     if (error_.cStrSize() == 1) return true;
     *error = std::move(error_);
     return false;
 }
 
-bool OrphanSweep::list() {
-    for (int i = 0; i < manager_.getDirectoryCount(); ++i) {
-        if (!isListed(i) && !listDirectory(i)) return false;
-    }
-    return true;
-}
-
-// A directory that the list names twice holds its files once.
-bool OrphanSweep::isListed(int directory) const {
-    for (int i = 0; i < directory; ++i) {
-        if (std::strcmp(manager_.directoryAt(i).asCstr(), manager_.directoryAt(directory).asCstr()) == 0) return true;
-    }
-    return false;
-}
-
-// Returns false when memory is exhausted. A directory that cannot be read may hide files of any header, which then has to stay.
-bool OrphanSweep::listDirectory(int directory) {
-    const KtbString& path = manager_.directoryAt(directory);
-    if (path.cStrSize() == 1) return true;  // an empty entry holds nothing
-    directory_ = directory;
-    const int code = np_fio_list(path.asCstr(), &addName, this);
-    if (code == listStopped) return fail(KtbString("Memory is exhausted: no room for the list of work files.", true));
-    if (code == np_ok || code == np_err_no_such_file) return true;
-    complete_ = false;
-    fail(ktbStringFormat("The work directory \"%s\" could not be listed: %s.", path.asCstr(), textOf(code)));
-    return true;
-}
-
-int OrphanSweep::addName(void* sweep, const char* name) {
-    return static_cast<OrphanSweep*>(sweep)->add(name) ? 0 : listStopped;
-}
-
-bool OrphanSweep::add(const char* name) {
-    FileRole role = roleOf(name);
-    if (role.header.isNull()) return false;
-    if (role.kind == FileKind::other) return true;
-    if (count_ == capacity_ && !grow()) return false;
-    Entry& entry = entries_[static_cast<std::size_t>(count_)];
-    entry.name.assign(name);
-    entry.role = std::move(role);
-    entry.directory = directory_;
-    if (entry.name.isNull()) return false;
-    ++count_;
-    return true;
-}
-
-bool OrphanSweep::grow() {
-    constexpr int capacityMin = 64;
-    if (capacity_ > INT_MAX / 2) return false;
-    const int capacity = std::max(capacityMin, 2 * capacity_);
-    std::unique_ptr<Entry[]> grown(new (std::nothrow) Entry[static_cast<std::size_t>(capacity)]);
-    if (!grown) return false;
-    std::move(entries_.get(), entries_.get() + count_, grown.get());
-    entries_ = std::move(grown);
-    capacity_ = capacity;
-    return true;
-}
-
-// By table, kind, name and directory. What belongs to no table comes first.
-int OrphanSweep::compare(const Entry& entry, const FileRole& role, const char* name) {
-    const int byTable = std::strcmp(entry.role.header.asCstr(), role.header.asCstr());
-    if (byTable != 0) return byTable;
-    if (entry.role.kind != role.kind) return entry.role.kind < role.kind ? -1 : 1;
-    return std::strcmp(entry.name.asCstr(), name);
-}
-
-bool OrphanSweep::precedes(const Entry& a, const Entry& b) {
-    const int byName = compare(a, b.role, b.name.asCstr());
-    return byName != 0 ? byName < 0 : a.directory < b.directory;
-}
-
-void OrphanSweep::sort() { std::sort(entries_.get(), entries_.get() + count_, &precedes); }
-
-int OrphanSweep::pathTo(const Entry& entry, char* path) {
-    return pathOf(manager_, entry.directory, entry.name, path, np_path_max);
-}
-
-void OrphanSweep::readHeaders() {
-    for (int i = 0; i < count_; ++i) {
-        Entry& entry = entries_[static_cast<std::size_t>(i)];
-        if (entry.role.kind == FileKind::header) readHeader(&entry);
-    }
+int OrphanSweep::pathTo(const WorkFile& file, char* path) const {
+    return pathOf(manager_, file.directory, file.name, path, np_path_max);
 }
 
 // A header that cannot be read is a suspect. Perhaps it is being written just now; why it cannot be read is of interest when
 // nobody uses it. Nothing but regular files is opened: a device may take even that for an order.
-void OrphanSweep::readHeader(Entry* header) {
+void OrphanSweep::readHeader(WorkFile* header) {
     char path[np_path_max];
     np_status64 status;
     np_file* opened = nullptr;
@@ -159,14 +85,14 @@ void OrphanSweep::readHeader(Entry* header) {
 }
 
 // Looks at a header, and marks what a finished one tells of, unless its table is being removed.
-OrphanSweep::HeaderState OrphanSweep::stateOf(np_file* file, KTWTFileImpl* table, KtbString* why) {
+HeaderState OrphanSweep::stateOf(np_file* file, KTWTFileImpl* table, KtbString* why) {
     bool known = false;
     const bool unfinished = isUnfinished(file, &known);
     if (!known) *why = KtbString(textOf(np_err_io), true);
     if (!known || unfinished) return known ? HeaderState::unfinished : HeaderState::unreadable;
     if (table->readHeader(file)) {
         if (KTWTFileImpl::isMarkedForRemoval(file)) return HeaderState::leaving;
-        const auto tell = [](Entry& entry) { return entry.told = true; };
+        const auto tell = [](WorkFile& listed) { return listed.told = true; };
         if (forFilesOf(*table, tell)) return HeaderState::finished;
     }
     *why = table->getError();
@@ -186,118 +112,96 @@ bool OrphanSweep::isUnfinished(np_file* file, bool* known) {
     return size < headerFixedSize || std::all_of(fixed, fixed + headerFixedSize, [](unsigned char byte) { return byte == 0; });
 }
 
-// Uses the entries of the files that a header tells of, in whichever directories they are. It may tell of any name, also of one
+// Uses the listed files that a header tells of, in whichever directories they are. It may tell of any name, also of one
 // of a table that is not its own. Returns false when memory is exhausted or a use returned false.
 template <class Use>
 bool OrphanSweep::forFilesOf(const KTWTFileImpl& table, Use use) {
     bool all = true;
     for (int i = 0; i < table.getElementCount(); ++i) {
         const KTWTFileElement& element = table.elementAt(i);
-        if (!forEntries(element.dataName().asCstr(), use)) all = false;
-        if (!forEntries(element.indexName().asCstr(), use)) all = false;
+        if (!forFiles(element.dataName().asCstr(), use)) all = false;
+        if (!forFiles(element.indexName().asCstr(), use)) all = false;
     }
     return all;
 }
 
 template <class Use>
-bool OrphanSweep::forEntries(const char* name, Use use) {
+bool OrphanSweep::forFiles(const char* name, Use use) {
     const FileRole role = roleOf(name);
     if (role.header.isNull()) return false;
-    Entry* const end = entries_.get() + count_;
-    Entry* entry = std::partition_point(entries_.get(), end, [&](const Entry& e) { return compare(e, role, name) < 0; });
     bool all = true;
-    for (; entry != end && compare(*entry, role, name) == 0; ++entry) {
-        if (!use(*entry)) all = false;
+    for (WorkFile* file = files_.find(role, name); files_.isAt(file, role, name); ++file) {
+        if (!use(*file)) all = false;
     }
     return all;
 }
 
-void OrphanSweep::sweepAll() {
-    for (int next = 0; next < count_ && !stopped_;) {
-        const Group group = groupAt(next);
-        sweepGroup(group);
-        next = group.end;
-    }
-}
-
-OrphanSweep::Group OrphanSweep::groupAt(int begin) const {
-    const Entry& first = entries_[static_cast<std::size_t>(begin)];
-    Group group = {.begin = begin, .files = begin, .end = begin};
-    for (; group.end < count_; ++group.end) {
-        const Entry& entry = entries_[static_cast<std::size_t>(group.end)];
-        if (std::strcmp(entry.role.header.asCstr(), first.role.header.asCstr()) != 0) break;
-        if (entry.role.kind == FileKind::header) group.files = group.end + 1;
-    }
-    return group;
-}
-
-int OrphanSweep::countUntold(const Group& group) const {
-    const auto untold = [](const Entry& entry) { return !entry.told; };
-    return static_cast<int>(std::count_if(entries_.get() + group.files, entries_.get() + group.end, untold));
-}
-
-void OrphanSweep::sweepGroup(const Group& group) {
-    const Entry& first = entries_[static_cast<std::size_t>(group.begin)];
-    if (first.role.header.cStrSize() == 1) {
-        for (int i = group.begin; i < group.end && !stopped_; ++i) {
-            const Entry& entry = entries_[static_cast<std::size_t>(i)];
-            if (entry.role.kind == FileKind::sort) {
-                sweepSortFile(entry);
-            } else if (!entry.told) {
-                ++counts_.unknown;
-            }
-        }
-        return;
-    }
-    // Two headers of one name are copies that somebody made: whose the files are cannot be told.
-    if (group.files != group.begin + 1) {
+void OrphanSweep::sweepGroup(const WorkFileGroup& group) {
+    if (group.header().cStrSize() == 1) {
+        sweepUnattributed(group);
+    } else if (group.files != group.begin + 1) {
+        // There is no header here, or there are copies that somebody made: whose the files are cannot be told.
         counts_.unknown += countUntold(group);
-    } else if (first.state != HeaderState::finished || countUntold(group) != 0) {
-        sweepTable(group);
+    } else if (group.begin->state != HeaderState::finished || countUntold(group) != 0) {
+        sweepSuspect(group);
     }
 }
 
-// Opens and seizes a suspect, and puts its path into `path`. Null when that cannot be, with the `suspects` that hang on it
-// counted for what they are then.
-OrphanSweep::File OrphanSweep::seize(const Entry& entry, char* path, long suspects) {
+void OrphanSweep::sweepUnattributed(const WorkFileGroup& group) {
+    for (const WorkFile* file = group.begin; file != group.end && !stopped_; ++file) {
+        if (file->role.kind != FileKind::sort) {
+            counts_.unknown += file->told ? 0 : 1;
+            continue;
+        }
+        char path[np_path_max];
+        if (const File seized = seize(*file, path, 1)) sweepFile(*file);
+    }
+}
+
+// Opens and seizes a file, and puts its path into `path`. Null when that cannot be, with the `suspects` that hang on it counted
+// for what they are then.
+OrphanSweep::File OrphanSweep::seize(const WorkFile& file, char* path, long suspects) {
     np_status64 status;
     np_file* opened = nullptr;
-    int code = pathTo(entry, path);
+    int code = pathTo(file, path);
     if (code == np_ok) code = np_fio_stat64(path, &status);
     if (code == np_ok) code = np_fio_open(path, np_mode_update, &opened);
-    File file(opened);
+    File handle(opened);
     if (code == np_ok) code = np_fio_seize(opened);
-    if (code == np_ok) return file;
+    if (code == np_ok) return handle;
     if (code == np_err_busy) {
         counts_.inUse += suspects;
     } else if (isNoneOfOurs(code)) {
-        counts_.unknown += entry.role.kind == FileKind::sort ? 0 : suspects;
+        counts_.unknown += file.role.kind == FileKind::sort ? 0 : suspects;
     } else {
         failWith("work file", path, code);
     }
     return nullptr;
 }
 
-void OrphanSweep::sweepTable(const Group& group) {
-    const Entry& header = entries_[static_cast<std::size_t>(group.begin)];
+void OrphanSweep::sweepSuspect(const WorkFileGroup& group) {
+    const HeaderState state = group.begin->state;
+    const bool itself = state == HeaderState::unfinished || state == HeaderState::leaving;
     char path[np_path_max];
-    const bool itself = header.state == HeaderState::unfinished || header.state == HeaderState::leaving;
-    const File file = seize(header, path, countUntold(group) + (itself ? 1 : 0));
-    if (file) sweepSeized(group, file.get(), path);
+    File file = seize(*group.begin, path, countUntold(group) + (itself ? 1 : 0));
+    if (file) judge(group, std::move(file), path);
 }
 
-void OrphanSweep::sweepSeized(const Group& group, np_file* file, const char* path) {
-    const Entry& header = entries_[static_cast<std::size_t>(group.begin)];
+void OrphanSweep::judge(const WorkFileGroup& group, File file, const char* path) {
     KTWTFileImpl table(&manager_);
     KtbString why;
-    switch (stateOf(file, &table, &why)) {
-        case HeaderState::finished: sweepFiles(group); break;
-        case HeaderState::unfinished:
-            if (sweepFiles(group)) sweepFile(header);
+    const HeaderState state = stateOf(file.get(), &table, &why);
+    const bool goes = state == HeaderState::unfinished || state == HeaderState::leaving;
+    // It is being removed since just now, and its files are marked as told already: that is for the next sweep.
+    if (goes && group.begin->state == HeaderState::finished) return;
+    switch (state) {
+        case HeaderState::finished: sweepUntold(group); break;
+        case HeaderState::unfinished: addSeized(*group.begin, std::move(file), false); break;
+        case HeaderState::leaving: {
+            const bool swept = sweepPlainlyNamed(table) && files_.getError().cStrSize() == 1;
+            addSeized(*group.begin, std::move(file), !swept);
             break;
-        case HeaderState::leaving:
-            if (sweepFiles(group) && sweepTold(table)) sweepFile(header);
-            break;
+        }
         case HeaderState::unreadable:
             counts_.unknown += countUntold(group);
             fail(ktbStringFormat("The work table header \"%s\" could not be read: %s", path, why.asCstr()));
@@ -305,43 +209,78 @@ void OrphanSweep::sweepSeized(const Group& group, np_file* file, const char* pat
     }
 }
 
-// Returns whether none of the table's files can be left that could not be attributed without its header.
-bool OrphanSweep::sweepFiles(const Group& group) {
-    bool done = true;
-    for (int i = group.files; i < group.end && !stopped_; ++i) {
-        Entry& entry = entries_[static_cast<std::size_t>(i)];
-        if (entry.told) continue;
-        entry.told = true;  // by what is done about it
-        if (!sweepFile(entry)) done = false;
+void OrphanSweep::sweepUntold(const WorkFileGroup& group) {
+    for (const WorkFile* file = group.files; file != group.end && !stopped_; ++file) {
+        if (!file->told) sweepFile(*file);
     }
-    return done && complete_ && !stopped_;
 }
 
-// What a table that is being removed tells of and its names do not: files that an earlier build named.
-bool OrphanSweep::sweepTold(const KTWTFileImpl& table) {
-    const auto sweepUntold = [this](Entry& entry) {
-        if (entry.told || stopped_) return !stopped_;
-        entry.told = true;  // it is not unknown any more
-        return sweepFile(entry);
-    };
-    return forFilesOf(table, sweepUntold) && !stopped_;
+// Of a table that is being removed, the files whose names do not tell their header: an earlier build named them.
+bool OrphanSweep::sweepPlainlyNamed(const KTWTFileImpl& table) {
+    return forFilesOf(table, [this](WorkFile& file) {
+        if (file.told || stopped_ || file.role.header.cStrSize() > 1) return !stopped_;
+        file.told = true;  // it is not unknown any more
+        return sweepFile(file);
+    });
 }
 
-void OrphanSweep::sweepSortFile(const Entry& entry) {
-    char path[np_path_max];
-    const File file = seize(entry, path, 1);
-    if (file) sweepFile(entry);
+void OrphanSweep::addSeized(const WorkFile& header, File file, bool blocked) {
+    Seized& seized = seized_[seizedCount_++];
+    seized.header = &header;
+    seized.file = std::move(file);
+    seized.blocked = blocked;
+    if (seizedCount_ == seizedMax) sweepSeized();
+}
+
+// A directory that cannot be read may hide files of any of them.
+void OrphanSweep::sweepSeized() {
+    WorkFiles files;
+    const bool listed = seizedCount_ == 0 || files.read(manager_, &isSeized, this);
+    if (!listed) fail(files.getError());
+    sweepFilesOfSeized(files);
+    for (int i = 0; i < seizedCount_; ++i) {
+        Seized& seized = seized_[i];
+        if (listed && !seized.blocked && !stopped_) sweepFile(*seized.header);
+        seized.file.reset();
+    }
+    seizedCount_ = 0;
+}
+
+void OrphanSweep::sweepFilesOfSeized(const WorkFiles& files) {
+    for (const WorkFile* file = files.begin(); file != files.end() && !stopped_; ++file) {
+        if (file->role.kind == FileKind::header || isTold(*file)) continue;
+        if (!sweepFile(*file)) findSeized(file->role.header)->blocked = true;
+    }
+}
+
+bool OrphanSweep::isSeized(const void* sweep, const KtbString& header) {
+    const auto* self = static_cast<const OrphanSweep*>(sweep);
+    return std::any_of(self->seized_, self->seized_ + self->seizedCount_,
+                       [&](const Seized& seized) { return seized.header->name.compare(header, true) == 0; });
+}
+
+OrphanSweep::Seized* OrphanSweep::findSeized(const KtbString& header) {
+    return std::find_if(seized_, seized_ + seizedCount_,
+                        [&](const Seized& seized) { return seized.header->name.compare(header, true) == 0; });
+}
+
+// Whether a finished header tells of the file, another one than its name tells.
+bool OrphanSweep::isTold(const WorkFile& file) const {
+    const char* name = file.name.asCstr();
+    const WorkFile* listed = files_.find(file.role, name);
+    return files_.isAt(listed, file.role, name) && listed->told;
 }
 
 // Tells of an orphan and removes it, if that is wanted. Returns false when it is still there and should not be.
-bool OrphanSweep::sweepFile(const Entry& entry) {
+bool OrphanSweep::sweepFile(const WorkFile& file) {
     char path[np_path_max];
     np_status64 status;
-    int code = pathTo(entry, path);
+    int code = pathTo(file, path);
     if (code == np_ok) code = np_fio_stat64(path, &status);
     if (isNoneOfOurs(code)) return true;
     if (code != np_ok) return failWith("work file", path, code);
-    stopped_ = visitor_ != nullptr && !visitor_->visit({.path = path, .kind = kindOf(entry.role.kind), .bytes = status.size});
+    const KtWorkTableOrphan orphan = {.path = path, .kind = orphanKindOf(file.role.kind), .bytes = status.size};
+    stopped_ = visitor_ != nullptr && !visitor_->visit(orphan);
     if (stopped_) return false;
     ++counts_.orphans;
     counts_.bytes += status.size;

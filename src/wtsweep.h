@@ -1,19 +1,17 @@
 // The sweep: finding, and removing, what killed processes left in the work directories.
 //
-// 1. The names in the directories are listed, and each is taken for what its name says. Only what is on this list is ever
-//    touched, so nothing that is made after it can be.
+// 1. The names in the directories are listed, and each file is taken for what its name says.
 // 2. Every finished header is read, and what it tells of is marked as told, unless its table is being removed.
 // 3. A table with an unfinished header, one that is being removed, or one with files that are not told of is a suspect. Its
 //    header is seized: that fails while any process holds it. Under the seizure nobody can open the table to write to it, so
-//    that what its header tells now, read once more, is final: the files that it does not tell of are orphans, and so is a
-//    header that was never finished. A removal that was begun is brought to its end.
+//    that what its header tells now, read once more, is final. If it is finished, the listed files that it does not tell of are
+//    orphans.
+// 4. A header that was never finished, or whose table's removal was begun, stays seized for a while. When some are together the
+//    directories are listed again: their writers may have made files after the first listing, before they were killed. Now
+//    nobody makes any, so that what is told of nowhere can go, and after it the headers. A header is the last to go, because
+//    without it nobody could tell whose a file is: a sweep that is killed leaves nothing that the next one cannot attribute.
 //
-// Data and index files go before their header. A sweep that is killed leaves nothing that the next one cannot attribute.
-//
-// The list is sorted by table, so that a table's files are next to each other, its header first:
-//
-//     ktwt_1  ktwte_1_a  ktwte_1_b  ktwtei_1_a  ktwtei_1_b | ktwt_2  ktwte_2_c  ktwtei_2_c | ktsort_... | files of no known
-//     table
+// Cost: two lists of all names, and a read of every header. Handles: those of step 4 at once.
 #ifndef KTWT_WTSWEEP_H
 #define KTWT_WTSWEEP_H
 
@@ -21,7 +19,7 @@
 
 #include "ktb/fio.h"
 #include "ktwt/sweep.h"
-#include "wtpath.h"
+#include "wtworkfiles.h"
 
 class KTWTFileImpl;
 class KTWTManagerImpl;
@@ -41,61 +39,50 @@ public:
     const KtWorkTableSweep& counts() const { return counts_; }
 
 private:
-    enum class HeaderState { finished, unfinished, leaving, unreadable };
-
-    struct Entry {
-        KtbString name;
-        FileRole role;
-        int directory = 0;
-        bool told = false;  // by a finished header
-        HeaderState state = HeaderState::unreadable;
-    };
-
-    // Entries [begin, end) of one table; those up to `files` are headers.
-    struct Group {
-        int begin = 0;
-        int files = 0;
-        int end = 0;
-    };
-
     struct CloseFile {
         void operator()(np_file* file) const { np_fio_close(file); }  // nothing was written that could be lost
     };
     using File = std::unique_ptr<np_file, CloseFile>;
 
-    bool list();
-    bool listDirectory(int directory);
-    static int addName(void* sweep, const char* name);
-    bool add(const char* name);
-    bool grow();
-    bool isListed(int directory) const;
-    void sort();
-    static int compare(const Entry& entry, const FileRole& role, const char* name);
-    static bool precedes(const Entry& a, const Entry& b);
+    // A header that is to go after its files.
+    struct Seized {
+        const WorkFile* header = nullptr;
+        File file;
+        bool blocked = false;  // something of it may be left
+    };
 
-    void readHeaders();
-    void readHeader(Entry* header);
+    // So many headers share the second listing; few against the handles that a process may have.
+    static constexpr int seizedMax = 32;
+
+    // Finding out what headers say
+    void readHeader(WorkFile* header);
     HeaderState stateOf(np_file* file, KTWTFileImpl* table, KtbString* why);
     bool isUnfinished(np_file* file, bool* known);
     template <class Use>
     bool forFilesOf(const KTWTFileImpl& table, Use use);
     template <class Use>
-    bool forEntries(const char* name, Use use);
+    bool forFiles(const char* name, Use use);
 
-    void sweepAll();
-    Group groupAt(int begin) const;
-    void sweepGroup(const Group& group);
-    int countUntold(const Group& group) const;
-    File seize(const Entry& entry, char* path, long suspects);
-    void sweepTable(const Group& group);
-    void sweepSeized(const Group& group, np_file* file, const char* path);
-    bool sweepFiles(const Group& group);
-    bool sweepTold(const KTWTFileImpl& table);
-    void sweepSortFile(const Entry& entry);
-    bool sweepFile(const Entry& entry);
+    // Judging
+    void sweepGroup(const WorkFileGroup& group);
+    void sweepUnattributed(const WorkFileGroup& group);
+    void sweepSuspect(const WorkFileGroup& group);
+    void judge(const WorkFileGroup& group, File file, const char* path);
+    void sweepUntold(const WorkFileGroup& group);
+    bool sweepPlainlyNamed(const KTWTFileImpl& table);
+    File seize(const WorkFile& file, char* path, long suspects);
+
+    // Those that go as a whole
+    void addSeized(const WorkFile& header, File file, bool blocked);
+    void sweepSeized();
+    void sweepFilesOfSeized(const WorkFiles& files);
+    static bool isSeized(const void* sweep, const KtbString& header);
+    Seized* findSeized(const KtbString& header);
+    bool isTold(const WorkFile& file) const;
+
+    bool sweepFile(const WorkFile& file);
     bool removeFile(const char* path);
-
-    int pathTo(const Entry& entry, char* path);
+    int pathTo(const WorkFile& file, char* path) const;
     bool fail(KtbString text);
     bool failWith(const char* what, const char* path, int code);
 
@@ -103,11 +90,9 @@ private:
     const bool removing_;
     KtWorkTableOrphanVisitor* const visitor_;
     KtWorkTableSweep counts_ = {};
-    std::unique_ptr<Entry[]> entries_;
-    int count_ = 0;
-    int capacity_ = 0;
-    int directory_ = 0;     // being listed
-    bool complete_ = true;  // every directory could be listed
+    WorkFiles files_;
+    Seized seized_[seizedMax];
+    int seizedCount_ = 0;
     bool stopped_ = false;  // by the visitor
     KtbString error_;
 };

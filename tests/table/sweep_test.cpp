@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <thread>
 
 #include "ktb/fio.h"
@@ -347,6 +348,68 @@ TEST_F(SweepTest, TheVisitorEndsTheSweep) {
     EXPECT_EQ(counts_.removed, 1);
     EXPECT_TRUE(exists(someIndex));
     EXPECT_TRUE(exists(someHeader)) << "without it nobody could tell whose the other file is";
+}
+
+// A visitor in whose first visit something happens, as if another process had done it.
+class Meanwhile : public Visitor {
+public:
+    explicit Meanwhile(std::function<void()> happens) : happens_(std::move(happens)) {}
+
+    bool visit(const KtWorkTableOrphan& orphan) override {
+        if (kinds.empty()) happens_();
+        return Visitor::visit(orphan);
+    }
+
+private:
+    const std::function<void()> happens_;
+};
+
+TEST_F(SweepTest, FilesThatAWriterMadeAfterTheListingAndBeforeItsEndGoWithItsHeader) {
+    put(someSort);
+    put(someHeader);
+    put(someData);
+    Meanwhile visitor([this] { put("ktwte_aaaaaaaaaaaaaaaaaaaa_ffffffffffffffffffff"); });
+    EXPECT_TRUE(sweep(true, &visitor));
+    EXPECT_EQ(counts_.removed, 4);
+    EXPECT_EQ(home_.names(), Names{});
+}
+
+TEST_F(SweepTest, ATableThatIsFinishedAfterTheListingStays) {
+    put(someSort);
+    const Table table = newTable(5);
+    Meanwhile visitor([&] { EXPECT_TRUE(table->close()); });
+    EXPECT_TRUE(sweep(true, &visitor));
+    EXPECT_EQ(counts_.removed, 1);
+    EXPECT_EQ(rowsOf(table->getName().asCstr()), 5);
+}
+
+TEST_F(SweepTest, ATableWhoseRemovalBeginsAfterTheListingWaitsForTheNextSweep) {
+    put(someSort);
+    const std::string name = closedTable(5);
+    put("ktwte_" + name.substr(5) + "_eeeeeeeeeeeeeeeeeeee");
+    const std::string header = readFile(home_.file(name));
+    Meanwhile visitor([&] { put(name, header + "being removed\n"); });
+    EXPECT_TRUE(sweep(true, &visitor));
+    EXPECT_EQ(counts_.removed, 1);
+    EXPECT_TRUE(sweep(true));
+    EXPECT_EQ(counts_.removed, 8);
+    EXPECT_EQ(home_.names(), Names{});
+}
+
+TEST_F(SweepTest, AnyNumberOfTablesCanBeLeft) {
+    const std::string kept = closedTable(3);
+    for (int i = 0; i < 100; ++i) {
+        const std::string random = std::to_string(10000 + i) + "aaaaaaaaaaaaaaa";
+        put("ktwt_" + random);
+        put("ktwte_" + random + "_bbbbbbbbbbbbbbbbbbbb");
+        put("ktwtei_" + random + "_cccccccccccccccccccc");
+    }
+    EXPECT_TRUE(sweep(false)) << error_.asCstr();
+    EXPECT_EQ(counts_.orphans, 300);
+    EXPECT_TRUE(sweep(true)) << error_.asCstr();
+    EXPECT_EQ(counts_.removed, 300);
+    EXPECT_EQ(rowsOf(kept), 3);
+    EXPECT_EQ(home_.names().size(), 5u);
 }
 
 TEST_F(SweepTest, FilesAreLookedForInEveryDirectory) {
