@@ -1,12 +1,13 @@
 // The input is a header file. The data elements that it tells of may be those of the golden table, which are there.
 #include "format/images.h"
+#include "ktwt/sweep.h"
 #include "table_reading.h"
 
 using namespace fuzzing;
 
 namespace {
 
-constexpr char headerName[] = "ktwt_fuzz";
+constexpr char headerName[] = "ktwt_aaaaaaaaaaaaaaaaaaaa";
 
 // Two data elements that headers can name: a few rows of a string and a number. Returns their size.
 std::size_t placeElements() {
@@ -24,6 +25,15 @@ std::size_t placeElements() {
     return size;
 }
 
+// Whoever looks for orphans reads all headers of a directory: those whose name could be the library's own.
+void sweep() {
+    KtWorkTableSweep counts{};
+    KtbString error;
+    const bool swept = ktwtSweepOrphans(Place::get().path().c_str(), false, nullptr, &counts, &error);
+    require(swept || error.length() != 0, "a sweep that fails has its reason");
+    require(counts.removed == 0, "a sweep that only looks removes nothing");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -33,5 +43,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Place::get().put(headerName, std::string(reinterpret_cast<const char*>(data), size));
     Input choices(data, size);
     readInEveryWay(headerName, rowsJustified(size, otherBytes), choices);
+    sweep();
     return 0;
 }
