@@ -97,7 +97,8 @@ public:
     }
 
 private:
-    static constexpr long elementSize = 2000;
+    // Tables of several elements, whose headers are still replaced by one write.
+    static constexpr long elementSize = 12000;
 
     [[noreturn]] void fail(const std::string& what) {
         tell(Note::failed, what + ": " + error_.asCstr());
@@ -138,7 +139,7 @@ private:
     // More rows than the sort may keep in memory.
     void writeSorted() {
         if (!manager_->setSortSize(1 << 20) || !manager_->setChunkSize(4096)) fail("settings");
-        const Table table(manager_->create(2, 1, 200 * elementSize, &error_));
+        const Table table(manager_->create(2, 1, 40 * elementSize, &error_));
         if (table == nullptr || table->setSort(0, 0, false, nullptr) != 0) fail("create a sorted table");
         fill(table.get(), 9000, 512);
     }
@@ -215,7 +216,7 @@ protected:
     }
 
     void keep(Tables* tables, long rows) {
-        const Table table(manager_->create(2, 2000, &error_));
+        const Table table(manager_->create(2, 12000, &error_));
         ASSERT_TRUE(table != nullptr && defineColumns(table.get()));
         Content content;
         for (long number = 0; number < rows; ++number) {

@@ -1,9 +1,11 @@
 // How files are opened, as the system sees it.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <sstream>
 
+#include "kill/kill_tables.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -53,6 +55,39 @@ TEST(TraceTest, EveryFileIsOpenedPrivatelyAndNoLinkIsFollowed) {
     EXPECT_GT(created, 20);
     EXPECT_GT(opened, 20);
     EXPECT_EQ(listed, 1) << "by the sweep";
+}
+
+class Umask {
+public:
+    explicit Umask(mode_t mask) : before_(umask(mask)) {}
+    Umask(const Umask&) = delete;
+    Umask& operator=(const Umask&) = delete;
+    ~Umask() { umask(before_); }
+
+private:
+    const mode_t before_;
+};
+
+TEST(PrivacyTest, FilesAreTheirOwnersAloneWhateverTheUmask) {
+    for (const mode_t mask : {0000u, 0022u, 0077u, 0277u, 0777u}) {
+        const TempDirectory home;
+        KtbString error;
+        const Manager manager(ktwtCreateManager("", home.path().c_str(), &error));
+        {
+            const Umask umask(mask);
+            const Table table(manager->create(2, 500, &error));
+            ASSERT_TRUE(table != nullptr && defineColumns(table.get()));
+            for (long number = 0; number < 30; ++number) ASSERT_TRUE(writeNumber(table.get(), number));
+            ASSERT_TRUE(table->close());
+            EXPECT_TRUE(manager->append(table->getName(), table->getName(), &error)) << error.asCstr();
+        }
+        EXPECT_GT(home.names().size(), 5u);
+        for (const std::string& name : home.names()) {
+            struct stat status;
+            ASSERT_EQ(stat(home.file(name).c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 07777, 0600u) << name << " under the umask " << mask;
+        }
+    }
 }
 
 }  // namespace
