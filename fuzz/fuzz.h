@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,13 +15,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzzing {
-
-struct Release {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
 
 // Ends the program unless the promise is kept.
 void require(bool kept, const char* promise);

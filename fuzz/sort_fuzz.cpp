@@ -6,6 +6,7 @@
 
 #include "fuzz.h"
 #include "sort/row_sort.h"
+#include "support/released.h"
 
 using namespace fuzzing;
 

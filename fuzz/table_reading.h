@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "fuzz.h"
-#include "ktwt/manager.h"
+#include "support/released.h"
 
 namespace fuzzing {
 
-using Table = std::unique_ptr<KtWorkTableFile, Release>;
 using Rows = std::vector<std::string>;
 
 // The manager whose only work directory is Place::get().

@@ -8,25 +8,14 @@
 //     exchange sort              prints sorted rows, which are the same on every machine
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "ktwt/ktwt.h"
+#include "support/released.h"
 #include "support/temp_directory.h"
 
 namespace {
-
-struct Release {
-    template <class Object>
-    void operator()(Object* object) const {
-        object->release();
-    }
-};
-
-using Manager = std::unique_ptr<KtWorkTableManager, Release>;
-using Table = std::unique_ptr<KtWorkTableFile, Release>;
 
 constexpr long rowCount = 700;
 constexpr long elementSize = 20000;  // several data elements, some with a text that fills one by itself
