@@ -11,6 +11,9 @@ package_present() {
         libsqlite3-dev) header_present sqlite3.h ;;
         libxml2-utils) command -v xmllint ;;
         locales) command -v localedef && test -f /usr/share/i18n/locales/sv_SE ;;
+        qemu-user) command -v qemu-s390x ;;
+        g++-s390x-linux-gnu) command -v s390x-linux-gnu-g++ ;;
+        googletest) test -f /usr/src/googletest/googletest/CMakeLists.txt ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
 }
@@ -26,6 +29,11 @@ find_missing() {
     for package in "$@"; do
         package_present "$package" || missing+=("$package")
     done
+}
+
+# As install_packages, but only says whether the packages are there in the end.
+try_packages() {
+    (install_packages "$@")
 }
 
 # Installs what is missing of the named Debian packages. Ends the script with status 2 where it cannot.

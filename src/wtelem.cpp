@@ -26,7 +26,7 @@ KTWTFileElement::~KTWTFileElement() {
 
 bool KTWTFileElement::createFile(int first, const char* prefix, const char* what, PlacedFile* placed, KtbString* name) {
     const KTWTManagerImpl& manager = *owner_->getManager();
-    *placed = ktwt::createFile(manager, first, prefix);
+    *placed = ktwt::createFile(manager, first, ktwt::OwnedPrefix(prefix, owner_->headerName()).text());
     if (placed->file == nullptr) {
         const KtbString& last = manager.directoryAt(manager.getDirectoryCount() - 1);
         return fail(KTWT_MESSAGE(1417, last.asCstr(), placed->code, np_fio_errdesc(placed->code)));

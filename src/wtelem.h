@@ -68,6 +68,10 @@ public:
     KtbString getName() const { return name_; }
     KtbString getIndex() const { return indexName_; }
 
+    // The names themselves: a copy may find no memory.
+    const KtbString& dataName() const { return name_; }
+    const KtbString& indexName() const { return indexName_; }
+
     // The data file's size now, 0 when it cannot be found. Does not open it.
     long findDataSize() const;
 

@@ -113,6 +113,9 @@ inline bool KTWTFileElement::nextIndexEntry(long* offset) {
 // Fetches the string buffer and steps over the index entry of the first row, which is known to begin where the file does.
 bool KTWTFileElement::beginReading() {
     if (dataFile_ == nullptr) return fail(KTWT_MESSAGE(1301, "column"));
+    // A row without columns is its index entry and nothing else. Without an index no byte of any file bears out the count of
+    // such rows, and reading as many as it promises could take for ever.
+    if (columnCount_ == 0 && indexFile_ == nullptr) return fail(KTWT_MESSAGE(1301, "column"));
     firstRead_ = false;
     stringBuffer_ = owner_->getStringBuffer();
     stringBufferSize_ = owner_->getStringBufferSize();

@@ -39,7 +39,7 @@ bool KTWTFileImpl::create(int columns, int sortColumns, long elementSize) {
         if (!columnDefs_) return fail(KTWT_MESSAGE(29, "(column definition array)"));
     }
 
-    ktwt::PlacedFile header = ktwt::createFile(*manager_, directory_, ktwt::headerPrefix);
+    ktwt::PlacedFile header = ktwt::createHeader(*manager_, directory_);
     if (header.file == nullptr) {
         const KtbString& last = manager_->directoryAt(manager_->getDirectoryCount() - 1);
         return fail(KTWT_MESSAGE(1417, last.asCstr(), header.code, np_fio_errdesc(header.code)));
@@ -100,6 +100,7 @@ bool KTWTFileImpl::openHeaderFile(bool readOnly) {
         directory_ = found.directory;
         headerPath_ = std::move(found.path);
     }
+    if (code == np_ok) code = holdHeader(readOnly);
     if (code == np_ok) {
         headerReadOnly_ = readOnly;
         removed_ = false;
@@ -110,6 +111,15 @@ bool KTWTFileImpl::openHeaderFile(bool readOnly) {
     fail(text != nullptr ? KTWT_MESSAGE(1353, tried.asCstr(), text) : KTWT_MESSAGE(1352, tried.asCstr(), code));
     if (!pathKnown) headerPath_ = KtbString();  // it led nowhere: the next open may search for another name
     return false;
+}
+
+// A table that is read does without a hold while somebody is clearing away: what a finished header tells of is never touched.
+// Returns an error code of the file layer, with the file closed, unless it is np_ok.
+int KTWTFileImpl::holdHeader(bool readOnly) {
+    const int code = np_fio_hold(headerFile_, readOnly ? 0 : 1);
+    if (code == np_ok || (readOnly && code == np_err_busy)) return np_ok;
+    closeHeader(false);
+    return code;
 }
 
 // Closes what a failed open has opened, so that nothing that follows writes to a table that was never properly open, or removes
@@ -259,16 +269,53 @@ bool KTWTFileImpl::remove() {
     return removed_ || removeFiles();
 }
 
+namespace {
+
+// Marks the header of a table that is to be removed, before anything is deleted, so that who finds the table after a process
+// was killed in between can go on with it. The mark takes nothing away: a table of which nothing can be deleted can be read as
+// before. The header is held, so that nobody clears the files away at the same time. Where all that cannot be done, the files
+// can be deleted all the same.
+class MarkedHeader {
+public:
+    explicit MarkedHeader(const KtbString& path) {
+        if (np_fio_open(path.asCstr(), np_mode_update, &file_) != np_ok || np_fio_hold(file_, 1) != np_ok) return;
+        end_ = np_fio_seek64(file_, 0, np_from_end);
+        if (end_ < 0) return;
+        np_fio_putb(file_, ktwt::removalMark, ktwt::removalMarkSize);
+        np_fio_bufmode(file_, 0);
+    }
+    MarkedHeader(const MarkedHeader&) = delete;
+    MarkedHeader& operator=(const MarkedHeader&) = delete;
+    ~MarkedHeader() { np_fio_close(file_); }  // the header is gone, or what could be done for it has been
+
+    // For a table that stays.
+    void takeMarkAway() {
+        if (end_ >= 0 && np_fio_seek64(file_, end_, np_from_start) == end_) np_fio_trunc(file_);
+    }
+
+private:
+    np_file* file_ = nullptr;
+    long end_ = -1;
+};
+
+}  // namespace
+
 bool KTWTFileImpl::removeFiles() {
+    MarkedHeader header(headerPath_);
     bool removed = true;
+    bool untouched = true;
     for (int i = 0; i < elementCount_; ++i) {
         KTWTFileElement& element = *elements_[static_cast<std::size_t>(i)];
-        if (element.remove()) continue;
-        if (removed) fail(element.getError());
-        removed = false;
+        if (element.remove()) {
+            untouched = false;
+        } else {
+            if (removed) fail(element.getError());
+            removed = false;
+        }
     }
     dropElements();
     const int code = np_fio_unlink(headerPath_.asCstr());
+    if (code != np_ok && untouched) header.takeMarkAway();
     if (code != np_ok && removed) removed = fail(KTWT_MESSAGE(1747, np_fio_errdesc(code)));
     removed_ = removed;
     return removed;

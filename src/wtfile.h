@@ -105,6 +105,16 @@ public:
     bool isReadOnly() const { return readOnly_; }
     int getElementCount() const { return elementCount_; }
 
+    // The name itself: a copy may find no memory.
+    const KtbString& headerName() const { return name_; }
+
+    // Reads what a header file tells, from its start, without opening the table. The handle stays the caller's.
+    bool readHeader(np_file* file);
+
+    // Whether somebody began to remove the table of the header that has just been read from there.
+    static bool isMarkedForRemoval(np_file* file);
+    const KTWTFileElement& elementAt(int index) const { return *elements_[static_cast<std::size_t>(index)]; }
+
     // Whether this object made the table and has written it out. An error text would have it removed all the same.
     bool isFinished() const { return created_ && !isOpenForWriting(); }
 
@@ -129,6 +139,7 @@ private:
     // wtfile.cpp
     bool openHeader(const KtbString& name, OpenMode mode, long* range);
     bool openHeaderFile(bool readOnly);
+    int holdHeader(bool readOnly);
     void abandonHeader();
     bool applyRange(const long* range, long* startRow);
     bool openForAppending();
@@ -144,6 +155,8 @@ private:
 
     // wtfile_header.cpp
     bool persist();
+    bool persistFixedPart();
+    bool flushHeader();
     bool putHeader(const void* bytes, unsigned long count);
     bool persistColumn(const KTWTColumnDef& column);
     bool restoreHeader();

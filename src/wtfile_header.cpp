@@ -21,6 +21,7 @@
 // file comes from outside: no count or length in it is believed beyond the size of the file.
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include "wtcodec.h"
@@ -35,7 +36,7 @@ namespace {
 
 constexpr std::uint16_t byteOrderMark = 1;
 constexpr int versionReadMax = 199;
-constexpr int fixedSize = 32;
+constexpr int fixedSize = ktwt::headerFixedSize;
 constexpr int columnSize = 16;
 constexpr int elementSizeMin = 17;  // a data element's record with an empty name
 constexpr int columnSizeMin = columnSize + 1;
@@ -47,8 +48,35 @@ bool KTWTFileImpl::putHeader(const void* bytes, unsigned long count) {
     return np_fio_putb(headerFile_, bytes, count) == count || fail(KTWT_MESSAGE(1044));
 }
 
+// The fixed part comes last. A process that is killed while it writes a new header leaves one without any, which nobody takes
+// for a table. The header of a table with new rows stays readable meanwhile: its records keep their places, and the fixed part
+// tells of the new ones when they are there; one that fits the file layer's buffer is replaced by a single write.
 bool KTWTFileImpl::persist() {
     if (readOnly_) return true;
+    if (np_fio_seek64(headerFile_, fixedSize, np_from_start) < 0) return fail(KTWT_MESSAGE(453, "(work table header)"));
+    if (!putHeader(label_.asCstr(), static_cast<unsigned long>(label_.cStrSize()))) return false;
+    for (int i = 0; i < columnCount_; ++i) {
+        if (!persistColumn(columnDefs_[static_cast<std::size_t>(i)])) return false;
+    }
+    for (int i = 0; i < elementCount_; ++i) {
+        KTWTFileElement& element = *elements_[static_cast<std::size_t>(i)];
+        if (!element.persist(headerFile_)) return fail(element.getError());
+    }
+    const long end = np_fio_seek64(headerFile_, 0, np_from_current);
+    if (created_ && !flushHeader()) return false;  // before the fixed part makes a table of it
+    if (np_fio_seek64(headerFile_, 0, np_from_start) < 0) return fail(KTWT_MESSAGE(453, "(work table header)"));
+    if (!persistFixedPart() || !flushHeader()) return false;
+    if (np_fio_seek64(headerFile_, end, np_from_start) < 0) return fail(KTWT_MESSAGE(453, "(work table header)"));
+    const int code = np_fio_trunc(headerFile_);
+    return code == np_ok || fail(KTWT_MESSAGE(1045, np_fio_errdesc(code)));
+}
+
+bool KTWTFileImpl::flushHeader() {
+    const int code = np_fio_bufmode(headerFile_, 0);
+    return code == np_ok || fail(KTWT_MESSAGE(1045, np_fio_errdesc(code)));
+}
+
+bool KTWTFileImpl::persistFixedPart() {
     unsigned char fixed[fixedSize];
     store<std::uint16_t>(fixed, byteOrderMark);
     store<std::int16_t>(fixed + 2, ktwt::headerVersion);
@@ -58,19 +86,7 @@ bool KTWTFileImpl::persist() {
     store<std::int32_t>(fixed + 12, elementCount_);
     store<std::int64_t>(fixed + 16, elementSize_);
     store<std::int64_t>(fixed + 24, rows_);
-    if (np_fio_seek64(headerFile_, 0, np_from_start) < 0) return fail(KTWT_MESSAGE(453, "(work table header)"));
-    if (!putHeader(fixed, fixedSize)) return false;
-    if (!putHeader(label_.asCstr(), static_cast<unsigned long>(label_.cStrSize()))) return false;
-    for (int i = 0; i < columnCount_; ++i) {
-        if (!persistColumn(columnDefs_[static_cast<std::size_t>(i)])) return false;
-    }
-    for (int i = 0; i < elementCount_; ++i) {
-        KTWTFileElement& element = *elements_[static_cast<std::size_t>(i)];
-        if (!element.persist(headerFile_)) return fail(element.getError());
-    }
-    int code = np_fio_bufmode(headerFile_, 0);
-    if (code == np_ok) code = np_fio_trunc(headerFile_);
-    return code == np_ok || fail(KTWT_MESSAGE(1045, np_fio_errdesc(code)));
+    return putHeader(fixed, fixedSize);
 }
 
 bool KTWTFileImpl::persistColumn(const KTWTColumnDef& column) {
@@ -105,6 +121,20 @@ bool KTWTFileImpl::skipExtra(int length, int known) {
     if (length == known) return true;
     const bool skipped = length > known && np_fio_seek64(headerFile_, length - known, np_from_current) >= 0;
     return skipped || fail(KTWT_MESSAGE(1786));
+}
+
+bool KTWTFileImpl::readHeader(np_file* file) {
+    headerFile_ = file;
+    const bool placed = np_fio_seek64(file, 0, np_from_start) == 0;
+    const bool read = placed ? restoreHeader() : fail(KTWT_MESSAGE(1773));
+    headerFile_ = nullptr;
+    return read;
+}
+
+bool KTWTFileImpl::isMarkedForRemoval(np_file* file) {
+    char bytes[ktwt::removalMarkSize + 1];
+    return np_fio_getb(file, bytes, sizeof bytes) == ktwt::removalMarkSize &&
+           std::memcmp(bytes, ktwt::removalMark, ktwt::removalMarkSize) == 0;
 }
 
 bool KTWTFileImpl::restoreLabel(int bytes) {

@@ -138,11 +138,15 @@ bool KTWTFileImpl::replaceHeader() {
     return fail(why);
 }
 
-// By a handle of its own, since the one that refused a write refuses every later one.
+// By a handle of its own, since the one that refused a write refuses every later one. That one is closed before anything is
+// written, and after the new one holds the file, which has to be held all the time.
 bool KTWTFileImpl::putBackHeader(const unsigned char* bytes, unsigned long size) {
-    closeHeader(false);
-    if (np_fio_open(headerPath_.asCstr(), np_mode_update, &headerFile_) != np_ok) return false;
-    const bool written = np_fio_putb(headerFile_, bytes, size) == size && np_fio_trunc(headerFile_) == np_ok;
+    np_file* const refusing = headerFile_;
+    headerFile_ = nullptr;
+    const bool opened = np_fio_open(headerPath_.asCstr(), np_mode_update, &headerFile_) == np_ok;
+    const bool held = opened && np_fio_hold(headerFile_, 1) == np_ok;
+    np_fio_close(refusing);  // what it could not write is known
+    const bool written = held && np_fio_putb(headerFile_, bytes, size) == size && np_fio_trunc(headerFile_) == np_ok;
     return closeHeader(false) && written;
 }
 

@@ -9,10 +9,34 @@ class KTWTManagerImpl;
 
 namespace ktwt {
 
-// Prefixes of our file names; what follows is the file layer's. On disk, never change.
+// Prefixes of our file names. A header's is followed by the file layer's random letters and digits, that of a data or index
+// file by those of its table's header, '_', and its own: so whose it is can be told before any header names it. On disk, never
+// change.
 inline constexpr char headerPrefix[] = "ktwt_";
 inline constexpr char dataPrefix[] = "ktwte_";
 inline constexpr char indexPrefix[] = "ktwtei_";
+
+// What a file is by its name.
+enum class FileKind { other, header, data, index, sort };
+
+struct FileRole {
+    FileKind kind = FileKind::other;
+    KtbString header;  // the name of the header of its table; empty when the name does not tell, null when memory is exhausted
+};
+
+// A name that we would not make ourselves is `other`, or does not tell a header: nobody may draw conclusions from it.
+FileRole roleOf(const char* name);
+
+// The prefix of data or index files of the table with that header. A header that has been given another name than we make
+// leaves the plain prefix.
+class OwnedPrefix {
+public:
+    OwnedPrefix(const char* prefix, const KtbString& header);
+    const char* text() const { return text_; }
+
+private:
+    char text_[80];
+};
 
 // What came of looking for a place for a file, or for the file.
 struct PlacedFile {
@@ -28,9 +52,16 @@ struct PlacedFile {
 // Creates a file in the first directory that accepts one.
 PlacedFile createFile(const KTWTManagerImpl& manager, int first, const char* prefix);
 
+// Creates a header and holds it. There is no moment in which it could be taken for one that was left behind: one that somebody
+// has cleared away before it was held is given up for a new one.
+PlacedFile createHeader(const KTWTManagerImpl& manager, int first);
+
 // Opens the file `name` in the first directory that holds it. Goes on only while there is no such file; any other failure ends
 // the search. A name that isFileName() refuses is never looked for.
 PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& name, const char* prefix, int mode);
+
+// Joins a directory of the manager and a name; an empty directory has no files (np_err_no_such_file).
+int pathOf(const KTWTManagerImpl& manager, int directory, const KtbString& name, char* path, unsigned long size);
 
 // The size of the file `name` in the first directory that holds it; 0 when none does, or isFileName() refuses the name.
 long findFileSize(const KTWTManagerImpl& manager, const KtbString& name, const char* prefix);

@@ -1,12 +1,13 @@
 // Process-wide services: configuration options and unique names.
+//
+// Threads: safe from any thread, as long as no thread changes the environment at the same time.
 #ifndef KTB_CONFIG_H
 #define KTB_CONFIG_H
 
 #include "ktb/export.h"
 #include "ktb/string.h"
 
-// The configuration options of the process. Owned by the base services, never released by a caller. Safe from any thread
-// as long as no thread changes the environment at the same time.
+// The configuration options of the process. Owned by the base services, never released by a caller.
 class KtbConfigOptions {
 public:
     // Whether the option is set to a text that is not empty.

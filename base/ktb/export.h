@@ -1,4 +1,6 @@
 // Marks what the base services export; everything else in the library stays hidden.
+//
+// Threads: only macros, which are of no concern to them.
 #ifndef KTB_EXPORT_H
 #define KTB_EXPORT_H
 

@@ -115,6 +115,28 @@ KTB_API int np_fio_close(np_file* file);
 
 KTB_API int np_fio_unlink(const char* path);
 
+// Advisory locks, by which processes tell each other that a file is in use. They end with the handle, and so with the process
+// that has it, however it ends; only a child of fork that inherited the handle keeps one longer. Reads and writes of those who
+// do not ask are not hindered.
+//
+// np_fio_hold says that this handle's user needs the file. Any number of handles may hold a file. np_err_busy when somebody has
+// seized it; with `patient` other than 0 that is answered only after waiting for some seconds, since who seizes a file soon
+// lets go of it. np_err_no_such_file when the file has lost its name: what is held would vanish with the handle. On a file
+// system without locks a hold counts as made.
+//
+// np_fio_seize claims a file that nobody holds or has seized, to look at it undisturbed and perhaps to remove it. np_err_busy
+// when somebody does; np_err_no_such_file as above; np_err_access when the file is another user's. Fails on a file system
+// without locks: nobody could know there that the file is not in use. The handle must be one that can write.
+KTB_API int np_fio_hold(np_file* file, int patient);
+KTB_API int np_fio_seize(np_file* file);
+
+// Is told the name of a file; anything but 0 ends the listing.
+typedef int (*np_name_visitor)(void* context, const char* name);
+
+// Tells the names of what is in a directory, files and others, in no order, without "." and "..". What comes or goes meanwhile
+// may be told or not. Returns what the visitor returned when that was not 0.
+KTB_API int np_fio_list(const char* directory, np_name_visitor visitor, void* context);
+
 // The text of an error code of this layer, static; null when the code is none of them.
 KTB_API const char* np_fio_errdesc(int code);
 }

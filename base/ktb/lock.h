@@ -1,4 +1,6 @@
 // Locks: exclusive, not recursive, and may be released by another thread than the one that took them.
+//
+// Threads: every operation from any thread, but ktLockDestroy when no other uses the lock.
 #ifndef KTB_LOCK_H
 #define KTB_LOCK_H
 

@@ -1,4 +1,7 @@
 // The message catalog, its observer, and assertion reports.
+//
+// Threads: safe from any thread. Observers and handlers are called on the thread that makes the message or the report, and by
+//          several at a time.
 #ifndef KTB_MESSAGE_H
 #define KTB_MESSAGE_H
 

@@ -18,9 +18,10 @@
 // Memory:    the budget covers rows, entries and buffers. The values of the row that is being added or delivered come on top,
 //            and a row that is large against the budget is held beyond it, up to five times at once.
 // Disk:      when the budget is used up, rows go to one file per work directory, beginning with the first directory and passing
-//            to the next when one takes no more. The files are without a name as soon as they are open, so that they vanish
-//            with the process. Their space is used again while they are merged: they never hold much more than the records of
-//            the rows once.
+//            to the next when one takes no more. The files, which are held (np_fio_hold), are without a name as soon as they
+//            are open, so that they vanish with the process; one that is killed at just that moment leaves an empty file, whose
+//            name begins with ktSortFilePrefix and which nobody holds. Their space is used again while they are merged: they
+//            never hold much more than the records of the rows once.
 // Failure:   an operation that can fail returns a status or false, and getError() says why. Nothing throws.
 // Threads:   one thread at a time per object; different sorts are independent. A sort may use threads of its own, which call
 //            nothing that belongs to the caller and take none of its signals. In a child of fork() a sort of the parent's can
@@ -33,6 +34,9 @@
 #include "ktb/export.h"
 #include "ktb/string.h"
 #include "ktb/type.h"
+
+// On disk, never change.
+inline constexpr char ktSortFilePrefix[] = "ktsort_";
 
 // How a key compares texts; keys of other types take no notice of it. It must live until the first row has been added.
 enum {

@@ -1,4 +1,6 @@
 // ktbType: the code that tells what kind of value a column or a variant holds. Start here, then string.h and datavar.h.
+//
+// Threads: safe from any thread.
 #ifndef KTB_TYPE_H
 #define KTB_TYPE_H
 

@@ -8,7 +8,9 @@
  *     if (f->ktwfCreateColumns(record) != 0) puts(f->ktwfGetErrorMessage(record));
  *
  * Texts handed out live until the next call of ktwfGetValue, ktwfGetColumnName or ktwfGetErrorMessage on the same record, or
- * until ktwfRelease. One thread at a time per record. The order of the functions is part of the binary interface. */
+ * until ktwfRelease. The order of the functions is part of the binary interface.
+ *
+ * Threads: one thread at a time per record. */
 #ifndef KTWT_KTWF_H
 #define KTWT_KTWF_H
 

@@ -1,4 +1,6 @@
 // Everything that a caller of the Work Table Library includes.
+//
+// Threads: each header says what they may do with what is in it.
 #ifndef KTWT_KTWT_H
 #define KTWT_KTWT_H
 
@@ -7,6 +9,7 @@
 #include "ktwt/file.h"
 #include "ktwt/ktwf.h"
 #include "ktwt/manager.h"
+#include "ktwt/sweep.h"
 #include "ktwt/version.h"
 
 #endif

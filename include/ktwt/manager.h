@@ -14,6 +14,10 @@
 // Ownership: made by ktwtCreateManager, ended by release(), never by delete. Tables must be released before their manager.
 // Failure:   an operation with a trailing error argument returns false (or null) and writes the reason there; it leaves the
 //            argument untouched on success. The argument must not be null. Only the settings use getError().
+// Processes: any number may use the same work directories. A table holds its header file with an advisory lock while it is open;
+//            what is left of the tables of a process that was killed can be told by that and removed: see sweep.h. A child of
+//            fork may read, through its parent's managers or its own, and release what it reads; tables that its parent writes are not
+//            for it to touch.
 // Names:     a table's name is a single file name; an operation finds it in the first work directory that holds it.
 #ifndef KTWT_MANAGER_H
 #define KTWT_MANAGER_H

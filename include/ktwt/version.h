@@ -1,4 +1,6 @@
 // What this library is. C and C++.
+//
+// Threads: constants, which any thread may read at any time.
 #ifndef KTWT_VERSION_H
 #define KTWT_VERSION_H
 

@@ -465,7 +465,7 @@ TEST_F(ChunkStoreTest, AFileThatCannotBeUnlinkedWhileItIsOpenIsNotUsed) {
     {
         Keeper keeper(list);
         OsFaults os;
-        os.failNth(4, EBUSY);  // after the random name, open and fchmod
+        os.failNth(6, EBUSY);  // after the random name, open, fchmod and the hold, which locks and asks for the links
         EXPECT_NE(keeper.add(chunk(1)), noChunk);
         EXPECT_EQ(os.calls(OsCall::unlink), 3);  // refused, done when the file was closed, and the next directory's file
         EXPECT_EQ(fileSizes().size(), 1u);

@@ -53,7 +53,11 @@ int __real_ktb_os_lstat(const char* path, struct stat* status);
 int __real_ktb_os_ftruncate(int descriptor, long size);
 int __real_ktb_os_fchmod(int descriptor, unsigned permissions);
 int __real_ktb_os_unlink(const char* path);
+int __real_ktb_os_flock(int descriptor, int operation);
 int __real_ktb_os_random(void* buffer, unsigned long size);
+void* __real_ktb_os_opendir(const char* path);
+const char* __real_ktb_os_readdir(void* directory);
+int __real_ktb_os_closedir(void* directory);
 
 int __wrap_ktb_os_open(const char* path, int flags, unsigned permissions);
 int __wrap_ktb_os_close(int descriptor);
@@ -64,7 +68,12 @@ int __wrap_ktb_os_lstat(const char* path, struct stat* status);
 int __wrap_ktb_os_ftruncate(int descriptor, long size);
 int __wrap_ktb_os_fchmod(int descriptor, unsigned permissions);
 int __wrap_ktb_os_unlink(const char* path);
+int __wrap_ktb_os_flock(int descriptor, int operation);
+int __wrap_ktb_os_pause(long nanoseconds);
 int __wrap_ktb_os_random(void* buffer, unsigned long size);
+void* __wrap_ktb_os_opendir(const char* path);
+const char* __wrap_ktb_os_readdir(void* directory);
+int __wrap_ktb_os_closedir(void* directory);
 
 int __wrap_ktb_os_open(const char* path, int flags, unsigned permissions) {
     return fails(OsCall::open) ? -1 : __real_ktb_os_open(path, flags, permissions);
@@ -112,11 +121,30 @@ int __wrap_ktb_os_fchmod(int descriptor, unsigned permissions) {
 
 int __wrap_ktb_os_unlink(const char* path) { return fails(OsCall::unlink) ? -1 : __real_ktb_os_unlink(path); }
 
+int __wrap_ktb_os_flock(int descriptor, int operation) {
+    return fails(OsCall::flock) ? -1 : __real_ktb_os_flock(descriptor, operation);
+}
+
+// Nobody waits in a test: what a pause is made for has to happen before it.
+int __wrap_ktb_os_pause(long) { return fails(OsCall::pause) ? -1 : 0; }
+
 int __wrap_ktb_os_random(void* buffer, unsigned long size) {
     if (fails(OsCall::random)) return -1;
     if (!current || !current->takeRepeatedRandom()) return __real_ktb_os_random(buffer, size);
     std::memset(buffer, 7, size);
     return 0;
+}
+
+void* __wrap_ktb_os_opendir(const char* path) { return fails(OsCall::opendir) ? nullptr : __real_ktb_os_opendir(path); }
+
+// A read that fails has not moved on.
+const char* __wrap_ktb_os_readdir(void* directory) {
+    return fails(OsCall::readdir) ? nullptr : __real_ktb_os_readdir(directory);
+}
+
+int __wrap_ktb_os_closedir(void* directory) {
+    const int result = __real_ktb_os_closedir(directory);
+    return fails(OsCall::closedir) ? -1 : result;
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)

@@ -5,7 +5,24 @@
 
 #include <climits>
 
-enum class OsCall { open, close, pread, pwrite, fstat, lstat, ftruncate, fchmod, unlink, random, end };
+enum class OsCall {
+    open,
+    close,
+    pread,
+    pwrite,
+    fstat,
+    lstat,
+    ftruncate,
+    fchmod,
+    unlink,
+    flock,
+    pause,
+    random,
+    opendir,
+    readdir,
+    closedir,
+    end
+};
 
 // What the object asks for holds while it lives; there is one at a time, used by one thread.
 class OsFaults {

@@ -534,7 +534,7 @@ TEST_P(CloseTest, FailureIsReportedAndTakesTheTableAway) {
 
 constexpr const char* ioText = "input/output error";
 
-// The header is put in this order: fixed part, label, two puts for the column, three for the data element.
+// The header is put in this order: label, two puts for the column, three for the data element, fixed part.
 INSTANTIATE_TEST_SUITE_P(
     Faults, CloseTest,
     testing::Values(CloseFault{{.call = FileCall::bufmode, .file = index}, "wtelem", 1045, ioText},
@@ -543,13 +543,16 @@ INSTANTIATE_TEST_SUITE_P(
                     CloseFault{{.call = FileCall::close, .file = index}, "wtelem", 1045, ioText},
                     CloseFault{{.call = FileCall::close, .file = data}, "wtelem", 1045, ioText},
                     CloseFault{{.call = FileCall::seek64, .file = header}, "wtfile", 453, "(work table header)"},
+                    CloseFault{{.call = FileCall::seek64, .file = header, .nth = 2}, "wtfile", 453, "(work table header)"},
+                    CloseFault{{.call = FileCall::seek64, .file = header, .nth = 3}, "wtfile", 453, "(work table header)"},
+                    CloseFault{{.call = FileCall::seek64, .file = header, .nth = 4}, "wtfile", 453, "(work table header)"},
                     CloseFault{{.call = FileCall::putb, .file = header, .nth = 1}, "wtfile", 1044, nullptr},
                     CloseFault{{.call = FileCall::putb, .file = header, .nth = 2}, "wtfile", 1044, nullptr},
                     CloseFault{{.call = FileCall::putb, .file = header, .nth = 3, .half = true}, "wtfile", 1044, nullptr},
-                    CloseFault{{.call = FileCall::putb, .file = header, .nth = 4, .half = true}, "wtfile", 1044, nullptr},
+                    CloseFault{{.call = FileCall::putb, .file = header, .nth = 4, .half = true}, "wtelem", 1044, nullptr},
                     CloseFault{{.call = FileCall::putb, .file = header, .nth = 5, .half = true}, "wtelem", 1044, nullptr},
                     CloseFault{{.call = FileCall::putb, .file = header, .nth = 6, .half = true}, "wtelem", 1044, nullptr},
-                    CloseFault{{.call = FileCall::putb, .file = header, .nth = 7, .half = true}, "wtelem", 1044, nullptr},
+                    CloseFault{{.call = FileCall::putb, .file = header, .nth = 7, .half = true}, "wtfile", 1044, nullptr},
                     CloseFault{{.call = FileCall::bufmode, .file = header}, "wtfile", 1045, ioText},
                     CloseFault{{.call = FileCall::trunc, .file = header}, "wtfile", 1045, ioText},
                     CloseFault{{.call = FileCall::close, .file = header}, "wtfile", 1045, ioText},

@@ -380,6 +380,20 @@ TEST_F(ElementReadTest, WithoutAnIndexDamageIsMetAlsoInWhatIsPassedOver) {
     EXPECT_TRUE(says(element.getError(), "wtelem", 1301, {"column"}));
 }
 
+// No byte of any file says that they are there, and the count could be any number.
+TEST_F(ElementReadTest, RowsWithoutColumnsAreRefusedWithoutAnIndex) {
+    for (const int wanted : {0, 1}) {
+        KTWTFileElement& element = openWithoutIndex({}, {"", "", ""});
+        Row row(1);
+        EXPECT_FALSE(readsRow(element, row, wanted));
+        EXPECT_FALSE(end_);
+        EXPECT_TRUE(says(element.getError(), "wtelem", 1301, {"column"}));
+    }
+    Row row(1);
+    EXPECT_FALSE(readsRow(openWithoutIndex({}, {}), row, 0));
+    EXPECT_TRUE(end_);
+}
+
 // Slots
 
 TEST_F(ElementReadTest, ColumnsThatAreNotChosenArePassedOver) {

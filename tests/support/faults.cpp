@@ -73,8 +73,8 @@ bool lends(np_file* file) {
 }  // namespace
 
 const char* nameOf(FileCall call) {
-    static const char* const names[] = {"open", "tmpfile", "tmpdir", "pparse", "pcat",   "getb", "putb", "seek64",
-                                        "stat", "trunc",   "flush",  "close",  "unlink", "lock", "none"};
+    static const char* const names[] = {"open",  "tmpfile", "tmpdir", "pparse", "pcat", "getb",  "putb", "seek64", "stat",
+                                        "trunc", "flush",   "close",  "unlink", "hold", "seize", "list", "lock",   "none"};
     return names[static_cast<int>(call)];
 }
 
@@ -139,6 +139,9 @@ int __real_np_fio_trunc(np_file* file);
 int __real_np_fio_bufmode(np_file* file, int mode);
 int __real_np_fio_close(np_file* file);
 int __real_np_fio_unlink(const char* path);
+int __real_np_fio_hold(np_file* file, int patient);
+int __real_np_fio_seize(np_file* file);
+int __real_np_fio_list(const char* directory, np_name_visitor visitor, void* context);
 ktLock __real_ktLockCreate(int kind, int flags);
 
 int __wrap_np_fio_open(const char* path, int mode, np_file** file);
@@ -156,6 +159,9 @@ int __wrap_np_fio_trunc(np_file* file);
 int __wrap_np_fio_bufmode(np_file* file, int mode);
 int __wrap_np_fio_close(np_file* file);
 int __wrap_np_fio_unlink(const char* path);
+int __wrap_np_fio_hold(np_file* file, int patient);
+int __wrap_np_fio_seize(np_file* file);
+int __wrap_np_fio_list(const char* directory, np_name_visitor visitor, void* context);
 ktLock __wrap_ktLockCreate(int kind, int flags);
 
 int __wrap_np_fio_open(const char* path, int mode, np_file** file) {
@@ -248,6 +254,21 @@ int __wrap_np_fio_close(np_file* file) {
 int __wrap_np_fio_unlink(const char* path) {
     if (const int code = failureOf(FileCall::unlink, lastPart(path))) return code;
     return __real_np_fio_unlink(path);
+}
+
+int __wrap_np_fio_hold(np_file* file, int patient) {
+    if (const int code = failureOf(FileCall::hold, fileOf(file))) return code;
+    return __real_np_fio_hold(file, patient);
+}
+
+int __wrap_np_fio_seize(np_file* file) {
+    if (const int code = failureOf(FileCall::seize, fileOf(file))) return code;
+    return __real_np_fio_seize(file);
+}
+
+int __wrap_np_fio_list(const char* directory, np_name_visitor visitor, void* context) {
+    if (const int code = failureOf(FileCall::list, lastPart(directory))) return code;
+    return __real_np_fio_list(directory, visitor, context);
 }
 
 ktLock __wrap_ktLockCreate(int kind, int flags) {

@@ -38,6 +38,9 @@ enum class FileCall {
     bufmode,
     close,
     unlink,
+    hold,
+    seize,
+    list,
     lock,
     any
 };

@@ -63,6 +63,10 @@ public:
     int truncate();
     int close();
 
+    // Advisory locks; each returns an error code of the file layer.
+    int hold(bool patient);
+    int seize();
+
     // Sets the size of the first buffer and of the largest; only before the first transfer. A transfer of at least `largest`
     // bytes goes straight to the system, so that with (1, 1) there is no buffer at all: for callers whose transfers are large
     // anyway. Small sizes also let a test reach with few bytes what takes many otherwise.
@@ -92,6 +96,9 @@ private:
     bool moveWindowToPut();
     bool writeDirty();
     void settle();
+
+    int lock(int operation);
+    int lockPatiently();
 
     void growTo(unsigned long bytes);
     void startWindowAt(long position);

@@ -1,7 +1,10 @@
 #include "file/os_calls.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 static_assert(sizeof(off_t) == sizeof(long), "positions are 64-bit numbers everywhere");
@@ -31,3 +34,19 @@ int ktb_os_fchmod(int descriptor, unsigned permissions) { return fchmod(descript
 int ktb_os_unlink(const char* path) { return unlink(path); }
 
 int ktb_os_random(void* buffer, unsigned long size) { return getentropy(buffer, size); }
+
+int ktb_os_flock(int descriptor, int operation) { return flock(descriptor, operation); }
+
+int ktb_os_pause(long nanoseconds) {
+    const timespec duration = {0, nanoseconds};
+    return nanosleep(&duration, nullptr);
+}
+
+void* ktb_os_opendir(const char* path) { return opendir(path); }
+
+const char* ktb_os_readdir(void* directory) {
+    const dirent* entry = readdir(static_cast<DIR*>(directory));
+    return entry ? entry->d_name : nullptr;
+}
+
+int ktb_os_closedir(void* directory) { return closedir(static_cast<DIR*>(directory)); }

@@ -17,7 +17,15 @@ int ktb_os_lstat(const char* path, struct stat* status);
 int ktb_os_ftruncate(int descriptor, long size);
 int ktb_os_fchmod(int descriptor, unsigned permissions);
 int ktb_os_unlink(const char* path);
+int ktb_os_flock(int descriptor, int operation);
+int ktb_os_pause(long nanoseconds);
 int ktb_os_random(void* buffer, unsigned long size);  // at most 256 bytes
+
+// A directory being read: null on failure. The name lives until the next call; null at the end, with errno as it was, or on
+// failure.
+void* ktb_os_opendir(const char* path);
+const char* ktb_os_readdir(void* directory);
+int ktb_os_closedir(void* directory);
 }
 
 #endif

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "file/file.h"
+#include "ktb/sort.h"
 
 namespace {
 
@@ -141,11 +142,12 @@ bool ChunkStore::findFile() {
 int ChunkStore::makeFile(WorkFile* file) {
     char path[np_path_max];
     np_file* made = nullptr;
-    if (const int code = np_fio_tmpfile(file->directory, "ktsort_", path, sizeof path, &made)) return code;
+    if (const int code = np_fio_tmpfile(file->directory, ktSortFilePrefix, path, sizeof path, &made)) return code;
     file->handle.reset(made);
     made->setBufferSizes(1, 1);
+    np_fio_hold(made, 0);  // so that nobody counts the file as left over; one who did, and took its name, spares us the work
     const int code = np_fio_unlink(path);
-    if (code == np_ok) return np_ok;
+    if (code == np_ok || code == np_err_no_such_file) return np_ok;
     // Some disks remove no file that is open. One that would outlive this process when it crashes is not used.
     file->handle.reset();
     np_fio_unlink(path);  // nothing better can be done should this fail as well
