@@ -7,7 +7,7 @@
 //         EXPECT_TRUE(done || faults.injected());          // and here nothing again
 //     });
 //
-// The program has to be linked with --wrap for every call below (tests/fault/CMakeLists.txt does that). Calls that the file
+// The program has to be linked with --wrap for every call below (file_layer_wraps of tests/CMakeLists.txt). Calls that the file
 // layer makes of itself are not counted and do not fail. Handles are counted always, whether anything fails or not.
 //
 // A put or a flush that failed is remembered by its handle, as the file layer promises: later puts of that handle transfer
