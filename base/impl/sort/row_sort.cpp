@@ -45,6 +45,7 @@ RowSort::RowSort(const RowSortSetup& setup)
     const std::size_t forRows = setup.budget - kept - setup.chunkBytes;
     for (RowArena& arena : arenas_) arena.setSizes(setup.blockBytes, hasTwoArenas() ? forRows / 2 : forRows);
     threads_.allow(setup.threads - 1);
+    runs_.setFewRuns(kept / sizeof(Run));
     runs_.setLeastFree(2 * setup.batchBytes);
     job_.dropDuplicates(setup.settings.noDups);
     pace_.setInterval(setup.reportInterval);

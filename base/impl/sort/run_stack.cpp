@@ -63,8 +63,10 @@ std::size_t RunStack::mergeableOnTop() const {
     return count;
 }
 
-// Runs that have been merged equally often are merged when one more of them would not fit into the same merge.
+// Runs that have been merged equally often are merged when one more of them would not fit into the same merge; but not before
+// the runs are many, since the last merges before the end choose better what to merge, and need not merge it all.
 RunRange RunStack::dueForMerge() const {
+    if (count_ < fewRuns_) return {};
     std::size_t bytes = 0;
     std::size_t largest = 0;
     std::size_t first = count_;

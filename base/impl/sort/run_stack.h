@@ -1,9 +1,9 @@
 // RunStack: the runs on disk, in the order in which their rows were added.
 //
-// Runs that have been merged equally often stand next to each other, the longest at the bottom. When there are as many of the
-// shortest as one merge can take, they are merged into one, at once: so the runs are few however many rows come, every row is
-// merged about log(runs) times, with the number of runs in a merge as the base, and only neighbours are merged, which keeps
-// rows with equal keys in order.
+// Runs that have been merged equally often stand next to each other, the longest at the bottom. Once the runs are many, those
+// on top are merged into one when there are as many alike as one merge can take: so no list of runs outgrows the memory, every
+// row is merged about log(runs) times, with the number of runs in a merge as the base, and only neighbours are merged, which
+// keeps rows with equal keys in order.
 //
 //     runs   | 30 million rows | 1 million | 1 million | 20000 | 20000 | 20000 | <- the next one
 //
@@ -39,6 +39,9 @@ public:
     [[nodiscard]] bool prepare(std::size_t chunkBytes);
 
     std::size_t chunkBytes() const { return chunkBytes_; }
+
+    // So many runs are no burden yet.
+    void setFewRuns(std::size_t count) { fewRuns_ = count; }
 
     // What a merge must leave of the budget for others, if that is more than what writing a run takes.
     void setLeastFree(std::size_t bytes) { leastFree_ = bytes; }
@@ -91,6 +94,7 @@ private:
     ChunkStore store_;
     RunWriter writer_;
     std::size_t chunkBytes_ = 0;
+    std::size_t fewRuns_ = 0;
     std::size_t leastFree_ = 0;
     std::size_t mergeBytes_ = 0;  // what the merge under way holds
     std::unique_ptr<Run[]> runs_;
