@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ktb/sort.h"
+#include "sort/row_sort.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -101,6 +102,26 @@ TEST_F(SortManagerTest, RefusesColumnsThatThereAreNot) {
     for (const int position : {-1, 2}) {
         EXPECT_FALSE(manager->declareColumn(position, ktbTypeInteger, 0));
         EXPECT_NE(text().find(" " + std::to_string(position) + " "), std::string::npos) << text();
+    }
+}
+
+TEST_F(SortManagerTest, TellsWhyItsDirectoriesCannotBeUsed) {
+    std::string list;
+    for (int i = 0; i < 70000; ++i) list += "a:";
+    KtDatafileManager* other = ktDatafileManagerCreate(list.c_str(), &error);
+    ASSERT_NE(other, nullptr);
+    ASSERT_TRUE(other->declareColumns(1));
+    EXPECT_EQ(other->createSort(ktSortRows), nullptr);
+    EXPECT_STREQ(other->getError().asCstr(), "There are more than 65535 work directories.");
+    other->release();
+}
+
+TEST(RowSortSetupTest, BlocksHoldWholeEntriesWhateverTheBudget) {
+    for (unsigned long budget = 1UL << 20; budget < 1UL << 27; budget += 999983) {
+        RowSortSetup setup;
+        setup.setBudget(budget, 256 * 1024);
+        EXPECT_EQ(setup.blockBytes % RowBlock::entryBytes, 0u) << budget;
+        EXPECT_GE(setup.blockBytes, 16000u) << budget;
     }
 }
 
