@@ -196,6 +196,17 @@ private:
     const std::string directory_;
 };
 
+// A few runs more than a merge takes are no reason to merge nearly all of them beforehand.
+TEST_F(SortLimitsTest, AFewRunsTooManyMakeFewRowsGoThroughTwoMerges) {
+    const Rows rows = rowsOf(90000, 60);
+    const Sorted result = sorted(rows, smallSetup(170000));
+    expectSorted(rows, result);
+    const Sorted all = sorted(rows, smallSetup(2000000));
+    ASSERT_GT(result.info.mergePasses, 1);
+    ASSERT_EQ(all.info.mergePasses, 1);
+    EXPECT_LT(result.info.bytesSpilled, all.info.bytesSpilled * 3 / 2);
+}
+
 TEST_F(SortLimitsTest, TheDiskHoldsTheRowsOnceThroughAllMerges) {
     const Rows rows = rowsOf(24000, 100);
     const long bytes = recordBytes(rows);

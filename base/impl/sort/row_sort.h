@@ -4,8 +4,8 @@
 //                blocks in memory     runs on disk ◄── RowMerge ──┘  ──►  RowMerge ──────────────────►
 //
 // A row is encoded (row_record.h) and put into a block in memory. Full blocks are sorted, by threads if there are any. When the
-// budget is used up the blocks are merged into a run on disk, and when the runs are too many for one merge some are merged into
-// a longer one. In the end one merge, of blocks or of runs, hands the rows back.
+// budget is used up the blocks are merged into a run on disk. In the end one merge, of blocks or of runs, hands the rows back;
+// runs that are too many for that are merged into fewer before (run_stack.h).
 //
 // With threads there are two arenas of half the budget: one is filled while a thread brings the other to disk. In the end a
 // thread merges ahead of the caller (row_pump.h). Merges in between are rare and the caller's own work.
