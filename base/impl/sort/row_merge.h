@@ -32,6 +32,19 @@ public:
     // the source knows why.
     [[nodiscard]] bool begin(std::size_t source) { return advance(source, &heads_[source]); }
 
+    enum class Begun { done, failed, stopped };
+
+    // Fetches the first row of every source. For very many runs these are as many reads from disk, which a caller may not want
+    // to wait for: `goesOn` is asked after each.
+    template <class GoesOn>
+    [[nodiscard]] Begun beginAll(GoesOn goesOn) {
+        for (std::size_t i = 0; i < sources_; ++i) {
+            if (!begin(i)) return Begun::failed;
+            if (!goesOn()) return Begun::stopped;
+        }
+        return Begun::done;
+    }
+
     // Gives the next row's record in *record, null when there are no more. It lives until the next call. Returns false when a
     // source fails; the source knows why.
     [[nodiscard]] bool next(const unsigned char** record);

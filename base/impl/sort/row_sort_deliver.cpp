@@ -8,15 +8,13 @@ int RowSort::firstRow() {
     return beginDelivery() == ktSortRow ? deliver() : ktSortFailed;
 }
 
-// The first rows of very many runs are as many reads from disk, which a caller may not want to wait for: they are asked about
-// one by one. Where there is no memory for a pump the caller does without.
+// Where there is no memory for a pump the caller does without.
 int RowSort::beginDelivery() {
     pace_.begin(ktSortDelivering, rowsIn_);
     watch_.restart();
-    for (std::size_t i = 0; i < rows_->sources(); ++i) {
-        if (!rows_->begin(i)) return failOnDisk();
-        if (!pace_.go(setup_.chunkBytes, 0)) return failCancelled();
-    }
+    const RowMerge::Begun begun = rows_->beginAll([this] { return pace_.go(setup_.chunkBytes, 0); });
+    if (begun == RowMerge::Begun::failed) return failOnDisk();
+    if (begun == RowMerge::Begun::stopped) return failCancelled();
     const bool isOfUse = setup_.batchBytes != 0 && threads_.areRunning() && memory_.fits(2 * setup_.batchBytes);
     if (!isOfUse) return ktSortRow;
     pump_ = RowPump::make(*rows_, setup_.batchBytes);

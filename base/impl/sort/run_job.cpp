@@ -25,13 +25,9 @@ bool RunJob::goesOn(std::size_t bytes) {
     return !cancelled_.load(std::memory_order_relaxed);
 }
 
-// The first rows of very many runs are as many reads from disk, which a caller may not want to wait for: they are asked about
-// one by one, too.
 RunJob::Outcome RunJob::write() {
-    for (std::size_t i = 0; i < rows_->sources(); ++i) {
-        if (!rows_->begin(i)) return Outcome::diskRefused;
-        if (!goesOn(runs_.chunkBytes())) return Outcome::cancelled;
-    }
+    const RowMerge::Begun begun = rows_->beginAll([this] { return goesOn(runs_.chunkBytes()); });
+    if (begun != RowMerge::Begun::done) return begun == RowMerge::Begun::failed ? Outcome::diskRefused : Outcome::cancelled;
     if (!runs_.begin()) return Outcome::diskRefused;
     for (const unsigned char* record = nullptr;;) {
         if (!rows_->next(&record)) return Outcome::diskRefused;
