@@ -24,7 +24,7 @@ void KTWTFileImpl::release() {
     if (!ktwt::isNull(this)) delete this;
 }
 
-KtbString KTWTFileImpl::getError() { return error_; }
+KtbString KTWTFileImpl::getError() { return ktwt::copyOfFailure(error_); }
 KtbString KTWTFileImpl::getName() { return name_; }
 long KTWTFileImpl::getRows() { return rows_; }
 

@@ -46,6 +46,13 @@ inline void setFailure(KtbString* error, KtbString text) {
     if (error->isNull()) *error = KtbString("KTWT-0029: Memory is exhausted: no room for (message text).", true);
 }
 
+// The text for a caller who asks for it, under the same promise.
+inline KtbString copyOfFailure(const KtbString& error) {
+    KtbString copy;
+    setFailure(&copy, error);
+    return copy;
+}
+
 }  // namespace ktwt
 
 // Makes a message under the source name that the class around the call calls `messageSource`.

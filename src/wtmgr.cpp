@@ -89,7 +89,7 @@ const KtbString& KTWTManagerImpl::directoryAt(int index) const {
 
 KtbString KTWTManagerImpl::getAccessKey() { return accessKey_; }
 KtbString KTWTManagerImpl::getDirectories() { return directoryList_; }
-KtbString KTWTManagerImpl::getError() { return error_; }
+KtbString KTWTManagerImpl::getError() { return ktwt::copyOfFailure(error_); }
 
 void KTWTManagerImpl::release() {
     if (!ktwt::isNull(this)) delete this;

@@ -61,7 +61,8 @@ protected:
 extern "C" {
 
 // Finds the orphans in the work directories, given as for ktwtCreateManager, and deletes them if `remove` is true. `visitor`
-// and `counts` may be null. *error must be empty on entry, as there.
+// and `counts` may be null. *error must be empty on entry, as there. A null text for the directories is refused: it may be one
+// that memory could not hold, and then those of an empty list would be swept in their place.
 KTB_API bool ktwtSweepOrphans(const KtbString& directories, bool remove, KtWorkTableOrphanVisitor* visitor,
                               KtWorkTableSweep* counts, KtbString* error);
 }

@@ -3,6 +3,7 @@
 
 #include "ktwt/sweep.h"
 #include "stage.h"
+#include "support/environment.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ protected:
     }
 
     static bool saysThatFilesAreMissing(const Faults& faults) {
-        const auto* fileFaults = dynamic_cast<const FileFaults*>(&faults);
+        const FileFaults* fileFaults = faults.ofFiles();
         return fileFaults != nullptr && fileFaults->injected() && fileFaults->fault().code == np_err_no_such_file;
     }
 
@@ -38,7 +39,7 @@ protected:
 };
 
 TEST_F(OrphanTest, ASweepThatMeetsAFailureTellsOfItAndTheNextOneDoesTheRest) {
-    const long runs = forEachFault([&](Faults& faults) {
+    const long runs = sweepFaults([&](Faults& faults) {
         plant();
         ASSERT_EQ(stage.strangers().size(), 7u);
         bool swept = false;
@@ -80,7 +81,7 @@ TEST_F(OrphanTest, AFailureIsNeverSilentWhenFilesAreLeft) {
 
 TEST_F(OrphanTest, AListingThatMeetsAFailureDeletesNothing) {
     plant();
-    forEachFault([&](Faults& faults) {
+    sweepFaults([&](Faults& faults) {
         bool swept = false;
         faults.during([&] { swept = sweep(false); });
         EXPECT_EQ(counts.removed, 0);
@@ -91,6 +92,35 @@ TEST_F(OrphanTest, AListingThatMeetsAFailureDeletesNothing) {
         }
         stage.expectUnharmed();
     });
+}
+
+// The caller's text for the list is made before the sweep is called: without memory it is null, which must not be taken for a
+// list that was left out. Files of other tests, and of everybody else, may be in the system's directory.
+TEST_F(OrphanTest, AListThatMemoryCannotHoldDoesNotStandForTheSystemsDirectory) {
+    plant();
+    const EnvironmentVariable noOption("KTB_BASE_TEMP", nullptr);
+    const EnvironmentVariable noFile("KTB_OPTIONS", nullptr);
+    const std::string system = stage.home.file("second work directory");
+    const EnvironmentVariable directory("TMPDIR", system.c_str());
+    MemoryFaults faults(0);
+    bool swept = true;
+    faults.during([&] { swept = sweep(true); });
+    EXPECT_FALSE(swept);
+    EXPECT_STREQ(stage.error.asCstr(), "The list of the work directories is missing.");
+    EXPECT_EQ(stage.strangers().size(), 7u);
+}
+
+TEST_F(OrphanTest, AFileOutOfReachKeepsItsHeader) {
+    plant();
+    {
+        FileFaults faults({.call = FileCall::stat64, .file = "ktwte_aaaa", .lasting = true, .code = np_err_access});
+        faults.during([&] { EXPECT_TRUE(sweep(true)) << stage.error.asCstr(); });
+        EXPECT_TRUE(faults.injected());
+    }
+    EXPECT_EQ(stage.strangers().size(), 2u);
+    EXPECT_TRUE(sweep(true)) << stage.error.asCstr();
+    EXPECT_EQ(counts.removed, 2);
+    EXPECT_EQ(stage.strangers().size(), 0u);
 }
 
 // The disk that does not deliver a header must not make its table look like one that was never finished.
