@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ktwt/sweep.h"
+
 namespace {
 
 constexpr ktbType types[columnCount] = {ktbTypeInteger, ktbTypeString, ktbTypeDecimal, ktbTypeBoolean, ktbTypeDate};
@@ -123,6 +125,14 @@ std::string Stage::firstMessage() const {
     return entries.empty() ? "" : entries.front().text;
 }
 
+bool Stage::tellsOfPair(const Faults& faults, const std::string& text) const {
+    if (faults.ofFiles() == nullptr || faults.ofMemory() == nullptr) return false;
+    const std::vector<MessageLog::Entry> entries = log.entries();
+    return text.find(messageText(29, "(message text)")) != std::string::npos ||
+           std::any_of(entries.begin(), entries.end(),
+                       [&](const MessageLog::Entry& entry) { return text.find(entry.text) != std::string::npos; });
+}
+
 std::vector<std::filesystem::path> Stage::files() const {
     std::vector<std::filesystem::path> result;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path())) {
@@ -137,6 +147,25 @@ std::vector<std::filesystem::path> Stage::strangers() const {
     std::vector<std::filesystem::path> result;
     std::set_difference(now.begin(), now.end(), earlierFiles_.begin(), earlierFiles_.end(), std::back_inserter(result));
     return result;
+}
+
+void Stage::expectGone(const Faults& faults, const std::string& name, const Rows& rows) {
+    KtbString why;
+    const bool mayBeThere = faults.isLasting();
+    if (mayBeThere) {
+        EXPECT_TRUE(ktwtSweepOrphans(directories.c_str(), true, nullptr, nullptr, &why)) << why.asCstr();
+    }
+    const std::size_t left = strangers().size();
+    if (!mayBeThere || left == 0) {
+        EXPECT_EQ(left, 0u) << error.asCstr();
+        return;
+    }
+    const std::optional<Rows> there = stored(name);
+    const bool pair = faults.ofFiles() != nullptr && faults.ofMemory() != nullptr;
+    EXPECT_TRUE(pair || there == rows) << error.asCstr();
+    if (there) {
+        EXPECT_TRUE(there->size() <= rows.size() && std::equal(there->begin(), there->end(), rows.begin()));
+    }
 }
 
 void Stage::clearAway() const {

@@ -11,6 +11,7 @@
 #include "support/message_log.h"
 #include "support/released.h"
 #include "support/temp_directory.h"
+#include "sweeps.h"
 #include "wtelem.h"
 #include "wtfile.h"
 #include "wtmgr.h"
@@ -69,6 +70,11 @@ public:
     // The paths of the files in the work directories that are not the earlier table's.
     std::vector<std::filesystem::path> strangers() const;
 
+    // Expects that a table that could not be written has no file. Where nobody could clean up after it the files are orphans,
+    // or the table is there with these rows, when only what comes after its last byte failed. A pair of faults may leave the
+    // first of the rows, or a header that cannot be read without a failure.
+    void expectGone(const Faults& faults, const std::string& name, const Rows& rows);
+
     // Deletes them, so that the next run begins where this one did.
     void clearAway() const;
 
@@ -76,6 +82,10 @@ public:
 
     // The text of the first message since the last refresh(); empty when there is none.
     std::string firstMessage() const;
+
+    // Whether a text may be told because a call of the file layer failed and an allocation besides: that of any message since
+    // the last refresh(), or the one that stands for texts that memory could not hold.
+    bool tellsOfPair(const Faults& faults, const std::string& text) const;
 
     TempDirectory home;
     std::string directories;  // the list of the two work directories

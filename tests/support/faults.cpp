@@ -123,6 +123,15 @@ std::string MemoryFaults::description() const {
     return text.str();
 }
 
+void PairOfFaults::during(const std::function<void()>& work) {
+    file_.during([&] { memory_.during(work); });
+}
+
+bool PairOfFaults::isLasting() const {
+    if (bothInjected()) return true;
+    return file_.injected() ? file_.isLasting() : memory_.isLasting();
+}
+
 extern "C" {
 int __real_np_fio_open(const char* path, int mode, np_file** file);
 int __real_np_fio_tmpfile(const char* directory, const char* prefix, char* path, unsigned long pathSize, np_file** file);

@@ -17,12 +17,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "ktb/fio.h"
+#include "support/temp_directory.h"
 
 enum class FileCall {
     open,
@@ -47,6 +49,9 @@ enum class FileCall {
 
 const char* nameOf(FileCall call);
 
+class FileFaults;
+class MemoryFaults;
+
 // What is to make calls fail, and how.
 class Faults {
 public:
@@ -58,10 +63,17 @@ public:
 
     virtual bool injected() const = 0;
 
-    // Whether everything fails from the fault on, so that nobody can be expected to clean up.
+    // Whether everything fails from the fault on, or another fault came after it, so that nobody can be expected to clean up.
     virtual bool isLasting() const = 0;
 
+    // Whether no write succeeds from the fault on, while everything else does.
+    virtual bool deniesWriting() const { return false; }
+
     virtual std::string description() const = 0;
+
+    // What these faults are, or are made of; null when they are of another kind.
+    virtual const FileFaults* ofFiles() const { return nullptr; }
+    virtual const MemoryFaults* ofMemory() const { return nullptr; }
 };
 
 // One fault of the file layer or the lock service: the `nth` call of that kind on that file.
@@ -87,6 +99,7 @@ public:
     bool injected() const override { return injectedCall_ != FileCall::any; }
     bool isLasting() const override { return fault_.lasting; }
     std::string description() const override;
+    const FileFaults* ofFiles() const override { return this; }
 
     // The call that failed (first); FileCall::any when none did.
     FileCall injectedCall() const { return injectedCall_; }
@@ -112,6 +125,7 @@ public:
     bool injected() const override { return injected_; }
     bool isLasting() const override { return lasting_; }
     std::string description() const override;
+    const MemoryFaults* ofMemory() const override { return this; }
 
 private:
     const long nth_;
@@ -120,8 +134,39 @@ private:
     bool injected_ = false;
 };
 
+// A fault of the file layer and one of memory, both in force at once. When only one of them is met, they are like that one.
+class PairOfFaults : public Faults {
+public:
+    PairOfFaults(FileFault fileFault, long allocation, bool lasting)
+        : file_(std::move(fileFault)), memory_(allocation, lasting) {}
+
+    void during(const std::function<void()>& work) override;
+    bool injected() const override { return file_.injected() || memory_.injected(); }
+    bool bothInjected() const { return file_.injected() && memory_.injected(); }
+    bool isLasting() const override;
+    std::string description() const override { return file_.description() + ", and " + memory_.description(); }
+    const FileFaults* ofFiles() const override { return file_.injected() ? &file_ : nullptr; }
+    const MemoryFaults* ofMemory() const override { return memory_.injected() ? &memory_ : nullptr; }
+
+private:
+    FileFaults file_;
+    MemoryFaults memory_;
+};
+
 // Handles of the file layer that are open now.
 long openFileHandles();
+
+// Runs the scenario with the faults, and expects that it ends with the handles that it began with, by the count of the file
+// layer's calls and by that of the system.
+template <class Scenario>
+void runWith(Faults& faults, Scenario scenario) {
+    const testing::ScopedTrace trace(__FILE__, __LINE__, faults.description());
+    const long filesBefore = openFileHandles();
+    const std::size_t before = openHandles();
+    scenario(faults);
+    EXPECT_EQ(openFileHandles(), filesBefore);
+    EXPECT_EQ(openHandles(), before);
+}
 
 // Runs the scenario again and again, each time with the next call failing, until a run meets no fault. Returns the number of
 // runs that met one.
@@ -130,35 +175,22 @@ long forEachFaultOf(MakeFaults makeFaults, Scenario scenario) {
     constexpr long tooMany = 100000;  // a scenario that never ends is one that retries for ever
     for (long n = 0; n < tooMany; ++n) {
         auto faults = makeFaults(n);
-        const testing::ScopedTrace trace(__FILE__, __LINE__, faults->description());
-        scenario(*faults);
+        runWith(*faults, scenario);
         if (testing::Test::HasFatalFailure() || !faults->injected()) return n;
     }
     ADD_FAILURE() << "the scenario meets a fault however late it comes";
     return tooMany;
 }
 
-// Every call of the file layer and of the lock service fails in turn: with a text for its code, as a file that does not exist,
-// with a code that has no text, and as a disk that is dead from there on.
-template <class Scenario>
-long forEachFileFault(Scenario scenario) {
-    const FileFault kinds[] = {
-        {.code = np_err_io, .half = true},
-        {.code = np_err_no_such_file},
-        {.code = np_err_end + 60, .lending = true},
-        {.lasting = true, .code = np_err_no_space},
-        {.lasting = true, .code = np_err_access, .lending = true},
-    };
-    long runs = 0;
-    for (FileFault fault : kinds) {
-        const auto makeFaults = [&](long n) {
-            fault.nth = n + 1;
-            return std::make_unique<FileFaults>(fault);
-        };
-        runs += forEachFaultOf(makeFaults, scenario);
-    }
-    return runs;
-}
+// How calls fail: with a text for the code, as a file that does not exist, with a code that has no text, and as a disk that is
+// dead from there on.
+inline const std::array<FileFault, 5> fileFaultKinds = {{
+    {.code = np_err_io, .half = true},
+    {.code = np_err_no_such_file},
+    {.code = np_err_end + 60, .lending = true},
+    {.lasting = true, .code = np_err_no_space},
+    {.lasting = true, .code = np_err_access, .lending = true},
+}};
 
 // Every allocation fails in turn: once, and with every one after it.
 template <class Scenario>
@@ -171,9 +203,18 @@ long forEachMemoryFault(Scenario scenario) {
     return runs;
 }
 
+// Every call of the file layer and of the lock service fails in turn, in each of those ways, and then every allocation.
 template <class Scenario>
 long forEachFault(Scenario scenario) {
-    return forEachFileFault(scenario) + forEachMemoryFault(scenario);
+    long runs = 0;
+    for (FileFault fault : fileFaultKinds) {
+        const auto makeFaults = [&](long n) {
+            fault.nth = n + 1;
+            return std::make_unique<FileFaults>(fault);
+        };
+        runs += forEachFaultOf(makeFaults, scenario);
+    }
+    return runs + forEachMemoryFault(scenario);
 }
 
 #endif
