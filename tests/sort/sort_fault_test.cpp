@@ -159,6 +159,16 @@ TEST_F(SortFaultTest, EveryFaultIsMasteredOrExplained) {
     EXPECT_GT(refused, 10);
 }
 
+// Such a sort remembers a row of each group that it passes on, while runs are written and merged and while rows are delivered.
+TEST_F(SortFaultTest, WithoutDuplicatesEveryFailingAllocationIsMasteredOrExplained) {
+    RowSortSetup sizes = setup(1);
+    sizes.settings.noDups = true;
+    model = modelOf(description, rows, true);
+    EXPECT_LT(model.rows.size(), rows.size());
+    EXPECT_GT(forEachMemoryFault([&](Faults& faults) { expectRightOrExplained(faults, sizes); }), 100);
+    EXPECT_GT(refused, 100);
+}
+
 // A disk that is full is passed over for the next one, whenever that happens.
 TEST_F(SortFaultTest, AFirstDirectoryThatIsFullAtAnyWriteIsFollowedByTheSecond) {
     long n = 0;

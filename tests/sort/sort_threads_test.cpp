@@ -1,9 +1,13 @@
 // What the threads of a sort mean to the process that has them.
 #include <gtest/gtest.h>
 
+#include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <system_error>
+#include <thread>
 
 #include "sort_model.h"
 #include "sort_random.h"
@@ -67,6 +71,42 @@ TEST_F(SortThreadsTest, AChildCanEndASortWhileRowsAreDelivered) {
         }
     }
     EXPECT_EQ(delivered, rows.size()) << "the parent's sort goes on";
+}
+
+// While it lives, no thread finds room for its stack.
+class NoThreads {
+public:
+    NoThreads() {
+        pthread_attr_init(&before_);
+        pthread_getattr_default_np(&before_);
+        pthread_attr_t endless;
+        pthread_attr_init(&endless);
+        inForce_ = pthread_attr_setstacksize(&endless, 1UL << 48) == 0 && pthread_setattr_default_np(&endless) == 0;
+        pthread_attr_destroy(&endless);
+    }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+    ~NoThreads() {
+        pthread_setattr_default_np(&before_);
+        pthread_attr_destroy(&before_);
+    }
+
+    bool inForce() const { return inForce_; }
+
+private:
+    pthread_attr_t before_;
+    bool inForce_ = false;
+};
+
+TEST_F(SortThreadsTest, ASortThatIsGivenNoThreadSortsByItself) {
+    const Model model = modelOf(description, rows, false);
+    const NoThreads limit;
+    ASSERT_TRUE(limit.inForce());
+    EXPECT_THROW(std::thread([] {}).join(), std::system_error);
+    const Sort sort = makeSort(description, smallSetup(16384, 4096, 3), directory.path());
+    const Sorted result = run(sort.get(), rows, 2);
+    ASSERT_EQ(result.status, ktSortEnd) << result.error;
+    expectSame(result.rows, model.rows);
 }
 
 volatile sig_atomic_t handled = 0;
