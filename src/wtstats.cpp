@@ -21,14 +21,14 @@ KtbString versionText(int version) { return ktbStringFormat("%d.%d", version / 1
 }  // namespace
 
 KtbStringCursor* KTWTFileImpl::statistics() {
+    const KTWTFigures figures = {.label = label_,
+                                 .columns = rowColumns(),
+                                 .elementSize = elementSize_,
+                                 .elements = elementCount_,
+                                 .rows = rows_,
+                                 .version = version_};
     KtbString why;
-    KTWTStatistics* cursor = KTWTStatistics::make({.label = label_,
-                                                   .columns = rowColumns(),
-                                                   .elementSize = elementSize_,
-                                                   .elements = elementCount_,
-                                                   .rows = rows_,
-                                                   .version = version_},
-                                                  &why);
+    KTWTStatistics* cursor = KTWTStatistics::make(figures, &why);
     if (cursor == nullptr) fail(why);
     return cursor;
 }
