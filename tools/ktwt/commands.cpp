@@ -1,0 +1,42 @@
+#include "commands.h"
+
+#include <ktwt/version.h>
+
+namespace {
+
+constexpr char about[] =
+    "Work tables on disk: made from CSV, sorted, looked at, compared, copied, checked and removed.\n"
+    "A TABLE is a table's name, as `ktwt import` prints it and `ktwt ls` lists it; most commands take a URI as well, which "
+    "can\n"
+    "choose rows and columns (see `ktwt uri --help`).";
+
+constexpr char statuses[] =
+    "Exit status: 0 done, 1 the answer is no, 2 wrong usage, 3 cannot open, read or write, 4 disk full or memory exhausted,\n"
+    "6 damaged, 7 cancelled.";
+
+std::vector<std::unique_ptr<Command>> allCommands() {
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeRmCommand());
+    return commands;
+}
+
+void addCommonOptions(CLI::App& command, Session& session) {
+    command
+        .add_option("--dirs", session.directories,
+                    "The work directories, with ':' between them; else those of $KTB_BASE_TEMP, else $TMPDIR, else /tmp")
+        ->type_name("DIR:...");
+}
+
+}  // namespace
+
+CommandLine::CommandLine() : app(about, "ktwt"), commands(allCommands()) {
+    app.footer(statuses);
+    app.require_subcommand(0, 1);  // main() asks for one, after a word that is none has been named
+    app.set_version_flag("--version", std::string(ktx_build_info), "Print the version and exit");
+    for (const auto& command : commands) {
+        CLI::App* const sub = app.add_subcommand(command->name(), command->summary());
+        command->addOptions(*sub);
+        addCommonOptions(*sub, session);
+        sub->footer(std::string("Examples:\n") + command->examples());
+    }
+}

@@ -1,0 +1,11 @@
+// Every command, made by the file that is named for it.
+#ifndef TOOLS_KTWT_COMMANDS_H
+#define TOOLS_KTWT_COMMANDS_H
+
+#include <memory>
+
+#include "command.h"
+
+std::unique_ptr<Command> makeRmCommand();
+
+#endif
