@@ -50,13 +50,13 @@ endforeach()
 if(TARGET ktwt_tool)
     install(TARGETS ktwt_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
 endif()
+# Debian's zsh reads the functions of packages there; everywhere else the place is the one that every zsh reads.
+set(zsh_folder zsh/site-functions)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+    set(zsh_folder zsh/vendor-completions)
+endif()
 if(TARGET ktwt_pages)
     set(pages ${PROJECT_BINARY_DIR}/tools/ktwt/pages)
-    # Debian's zsh reads the functions of packages there; /usr/local keeps the place that every zsh reads.
-    set(zsh_folder zsh/site-functions)
-    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
-        set(zsh_folder zsh/vendor-completions)
-    endif()
     install(DIRECTORY ${pages}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool FILES_MATCHING PATTERN "*.1")
     install(FILES ${pages}/completions/ktwt.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ktwt
         COMPONENT tool)
