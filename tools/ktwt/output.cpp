@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,6 +52,13 @@ Output::~Output() {
 }
 
 bool Output::isTerminal() const { return handle_ >= 0 && isatty(handle_) != 0; }
+
+std::size_t Output::terminalWidth() const {
+    constexpr std::size_t usual = 80;  // for terminals that do not say
+    winsize size = {};
+    if (!isTerminal()) return 0;
+    return ioctl(handle_, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
+}
 
 void Output::flush() {
     write(buffer_);

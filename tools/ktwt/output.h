@@ -39,6 +39,9 @@ public:
 
     bool isTerminal() const;
 
+    // How many characters fit in a line of the terminal; 0 when it is none.
+    std::size_t terminalWidth() const;
+
 private:
     static constexpr std::size_t bufferBytes = 256 * 1024;
 
