@@ -6,6 +6,8 @@
 
 #include "command.h"
 
+std::unique_ptr<Command> makeCopyCommand();
 std::unique_ptr<Command> makeRmCommand();
+std::unique_ptr<Command> makeSortCommand();
 
 #endif
