@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build into a directory of its own, moves that, and does there what a stranger would.
-# Usage: package_test.sh CASE; CMakeLists.txt sets the environment. Status 77: a program that the case needs is not there.
+# Usage: package_test.sh CASE; CMakeLists.txt sets the environment. With KTWT_TREE nothing is installed: what is there is tested.
+# Status 77: a program that the case needs is not there.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 work=$(mktemp -d)
@@ -30,7 +31,8 @@ expect_line() {
 
 # Installs into $work/first and moves all of it to $tree, where it has to work as well.
 install_tree() {
-    tree=$work/moved
+    tree=${KTWT_TREE:-$work/moved}
+    if [ -n "${KTWT_TREE:-}" ]; then return; fi
     "$CMAKE" --install "$KTWT_BINARY_DIR" --prefix "$work/first" >"$work/install.log"
     mv "$work/first" "$tree"
 }
@@ -59,6 +61,7 @@ expect_no_way_back() {
         if grep -rIF -- "$place" "$tree"; then fail "$place is named in the lines above"; fi
     done
     for library in "$tree/$KTWT_LIBDIR"/*.so; do
+        # shellcheck disable=SC2016 # the linker's $ORIGIN, not the shell's
         if readelf -d "$library" | grep -E 'R(UN)?PATH' | grep -vF '[$ORIGIN]'; then fail "$library searches elsewhere"; fi
     done
 }
@@ -69,7 +72,7 @@ test_files() {
     expect_no_way_back
     expect_component runtime runtime
     expect_component development development
-    if [[ $KTWT_PARTS == *tool* ]]; then expect_component tool "$(sed 's/runtime|development|//' <<<"$KTWT_PARTS")"; fi
+    if [[ $KTWT_PARTS == *tool* ]]; then expect_component tool "${KTWT_PARTS#runtime|development|}"; fi
 }
 
 # Compiles the header $3 alone, with the compiler $1 for the language $2.
@@ -83,7 +86,7 @@ test_headers() {
     local header
     while read -r header; do
         compile_header "$CXX" c++ "$header" -std=c++17
-    done < <(cd "$tree/include" && find . -name '*.h' | sed 's|^\./||')
+    done < <(cd "$tree/include" && find ktwt ktb -name '*.h')
     compile_header "$CC" c ktwt/ktwf.h -std=c11
     compile_header "$CC" c ktwt/version.h -std=c11
 }
@@ -126,16 +129,25 @@ test_cmake() {
     run_programs "$1"
 }
 
-# What pkg-config says of the installed ktwt, as separate words.
+# What pkg-config says of an installed library.
 pkg_config() {
-    PKG_CONFIG_PATH=$tree/$KTWT_LIBDIR/pkgconfig pkg-config "$@" ktwt
+    PKG_CONFIG_PATH=$tree/$KTWT_LIBDIR/pkgconfig pkg-config "$@"
+}
+
+# Each library is where its file for pkg-config says that it is.
+expect_places() {
+    local library
+    for library in ktwt ktb; do
+        [ "$(pkg_config --variable=libdir "$library")" -ef "$tree/$KTWT_LIBDIR" ] || fail "$library.pc is of another place"
+        [ "$(pkg_config --variable=includedir "$library")" -ef "$tree/include" ] || fail "$library.pc has headers elsewhere"
+    done
 }
 
 # Compiles the program of each outside project by what pkg-config says, linked as $1 says.
 build_with_pkg_config() {
     local options=() flags
     if [ "$1" = static ]; then options=(--static); fi
-    read -ra flags <<<"$(pkg_config "${options[@]}" --cflags --libs)"
+    read -ra flags <<<"$(pkg_config "${options[@]}" --cflags --libs ktwt)"
     if [ "$1" = static ]; then flags+=(-static); fi
     mkdir "$work/cities" "$work/plain"
     "$CXX" -std=c++17 -o "$work/cities/cities" "$here/cities/cities.cpp" "${flags[@]}"
@@ -145,7 +157,8 @@ build_with_pkg_config() {
 test_pkg_config() {
     need pkg-config
     install_tree
-    expect_text "$(pkg_config --modversion)" "$KTWT_VERSION"
+    expect_text "$(pkg_config --modversion ktwt)" "$KTWT_VERSION"
+    expect_places
     build_with_pkg_config "$1"
     if [ "$1" = shared ]; then export LD_LIBRARY_PATH=$tree/$KTWT_LIBDIR; fi
     run_programs "$1"
@@ -167,12 +180,19 @@ expect_same_libraries_wanted() {
     grep -qE "^Depends: (.*, )?libktwt2 \(= ${KTWT_VERSION//./\\.}\)" "$work/control/control" || fail "$1 goes with any version of the libraries"
 }
 
-# The tool out of its package makes a table of standard input and prints it again.
+# The tool makes a table of standard input and prints it again.
 run_tool() {
-    local tool=$work/root/usr/bin/ktwt table csv=$'city,people\nUlm,129942'
-    table=$("$tool" import - --dirs "$work/tables" <<<"$csv")
-    expect_text "$("$tool" cat "$table" --dirs "$work/tables")" "$csv"
-    "$tool" rm "$table" --dirs "$work/tables"
+    local tool=$tree/bin/ktwt csv=$'city,people\nUlm,129942' table
+    mkdir -p "$work/tables"
+    table=$(TMPDIR=$work/tables "$tool" import - <<<"$csv")
+    expect_text "$(TMPDIR=$work/tables "$tool" cat "$table")" "$csv"
+    TMPDIR=$work/tables "$tool" rm "$table"
+    expect_text "$(ls -A "$work/tables")" ""
+}
+
+test_tool() {
+    install_tree
+    run_tool
 }
 
 test_debs() {
@@ -199,7 +219,7 @@ test_debs() {
 }
 
 case ${1:-} in
-    files | headers | asking | debs) "test_$1" ;;
+    files | headers | asking | tool | debs) "test_$1" ;;
     cmake_shared | cmake_static | pkg_config_shared | pkg_config_static) "test_${1%_*}" "${1##*_}" ;;
     *) fail "there is no case called ${1:-nothing}" ;;
 esac
