@@ -11,6 +11,7 @@ package_present() {
         libsqlite3-dev) header_present sqlite3.h ;;
         libxml2-utils) command -v xmllint ;;
         locales) command -v localedef && test -f /usr/share/i18n/locales/sv_SE ;;
+        dpkg-dev) command -v dpkg-shlibdeps ;;
         libcli11-dev) header_present CLI/CLI.hpp ;;
         libcsv-dev) header_present csv.h ;;
         nlohmann-json3-dev) header_present nlohmann/json.hpp ;;
