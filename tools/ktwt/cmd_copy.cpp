@@ -17,7 +17,7 @@ public:
 
     void addOptions(CLI::App& app) override {
         app.add_option("TABLE", table_, "The table, or a URI that chooses rows and columns of it")->required();
-        app.add_option("--to", to_, "The work directories of the copy; those of the table unless given")->type_name("DIR:...");
+        app.add_option("--to", to_, "The work directories of the copy; those of the table unless given")->type_name("DIRS");
         addElementSize(app, &elementSize_);
     }
 

@@ -2,6 +2,8 @@
 
 #include <ktwt/version.h>
 
+#include "help_format.h"
+
 namespace {
 
 constexpr char about[] =
@@ -26,17 +28,19 @@ void addCommonOptions(CLI::App& command, Session& session) {
     command
         .add_option("--dirs", session.directories,
                     "The work directories, with ':' between them; else those of $KTB_BASE_TEMP, else $TMPDIR, else /tmp")
-        ->type_name("DIR:...");
+        ->type_name("DIRS");
 }
 
 }  // namespace
 
 CommandLine::CommandLine() : app(about, "ktwt"), commands(allCommands()) {
+    app.formatter(std::make_shared<HelpFormat>());  // the commands take it over
     app.footer(statuses);
     app.require_subcommand(0, 1);  // main() asks for one, after a word that is none has been named
     app.set_version_flag("--version", std::string(ktx_build_info), "Print the version and exit");
     for (const auto& command : commands) {
         CLI::App* const sub = app.add_subcommand(command->name(), command->summary());
+        sub->group("Commands");
         command->addOptions(*sub);
         addCommonOptions(*sub, session);
         sub->footer(std::string("Examples:\n") + command->examples());
