@@ -27,7 +27,7 @@ inline std::string plain(std::string text) {
     const std::size_t begin = text.find_first_not_of(' ');
     if (begin == std::string::npos) return "";
     text = text.substr(begin, text.find_last_not_of(' ') - begin + 1);
-    const bool isCode = text.size() > 1 && text.front() == '`' && text.back() == '`';
+    const bool isCode = text.size() > 1 && text.front() == '`' && text.find('`', 1) == text.size() - 1;
     return isCode ? text.substr(1, text.size() - 2) : text;
 }
 
