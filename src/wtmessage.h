@@ -2,6 +2,7 @@
 #ifndef KTWT_WTMESSAGE_H
 #define KTWT_WTMESSAGE_H
 
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -45,6 +46,9 @@ inline void setFailure(KtbString* error, KtbString text) {
     *error = std::move(text);
     if (error->isNull()) *error = KtbString("KTWT-0029: Memory is exhausted: no room for (message text).", true);
 }
+
+// Whether a failure's text says that memory was exhausted: for callers to whom other failures are an answer.
+inline bool isExhaustion(const KtbString& text) { return std::strncmp(text.asCstr(), "KTWT-0029:", 10) == 0; }
 
 }  // namespace ktwt
 
