@@ -58,6 +58,7 @@ Rows rowsOfGood(const KtbString& name, long rowsMax) {
     Rows reversed = rowsOf(name, rowsMax, true, &whole);
     std::reverse(reversed.begin(), reversed.end());
     require(whole && reversed == rows, "a table that the library wrote can be read backwards");
+    require(findingsIn(name, rowsMax) == 0, "a table that the library wrote is sound");
     return rows;
 }
 
