@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <set>
 
 #include "docs/page.h"
@@ -58,21 +57,28 @@ fs::path findIncluded(const fs::path& includer, const std::string& name) {
     return {};
 }
 
+// What the line includes; empty when it includes nothing.
+std::string includedBy(const std::string& line) {
+    const std::size_t directive = line.find_first_not_of(' ');
+    if (directive == std::string::npos || line.compare(directive, 9, "#include ") != 0) return "";
+    const std::size_t begin = line.find_first_of("<\"", directive) + 1;
+    return line.substr(begin, line.find_first_of(">\"", begin) - begin);
+}
+
 struct Include {
     fs::path file;
     std::string name;
 };
 
 std::vector<Include> includesBelow(const fs::path& folder) {
-    static const std::regex form("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"]");
     std::vector<Include> includes;
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
         const std::string kind = entry.path().extension().string();
         if (kind != ".h" && kind != ".cpp" && kind != ".c") continue;
         std::istringstream in(readFile(entry.path().string()));
-        std::smatch found;
         for (std::string line; std::getline(in, line);) {
-            if (std::regex_search(line, found, form)) includes.push_back({fs::canonical(entry.path()), found[1]});
+            const std::string name = includedBy(line);
+            if (!name.empty()) includes.push_back({fs::canonical(entry.path()), name});
         }
     }
     return includes;
