@@ -1,12 +1,18 @@
 # What `cmake --install` puts where, in three components: runtime (the shared libraries), development (what a program is built
-# with) and tool (the command-line tool). All of it may be moved afterwards, as long as it stays together.
+# with) and tool (the command-line tool). All of it may be moved afterwards, as long as it stays together; what is built for
+# /usr stays there, since the linker, the compilers and pkg-config know that place by themselves.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+set(for_system OFF)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(for_system ON)
+endif()
+
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ktwt)
 
-# The shared libraries find each other, and the tool finds them, beside themselves; below /usr the system's own search does it.
-if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+# The shared libraries find each other, and the tool finds them, from where they are.
+if(NOT for_system)
     file(RELATIVE_PATH libraries_from_tool ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
     set_target_properties(ktwt PROPERTIES INSTALL_RPATH "$ORIGIN")
     if(TARGET ktwt_tool)
@@ -40,8 +46,11 @@ list(REMOVE_DUPLICATES cxx_runtime)
 list(TRANSFORM cxx_runtime PREPEND "-l")
 list(JOIN cxx_runtime " " cxx_runtime)
 get_target_property(ktb_version ktb VERSION)
-file(RELATIVE_PATH prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-string(REGEX REPLACE "/$" "" prefix_from_pc "${prefix_from_pc}")
+set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+if(NOT for_system)
+    file(RELATIVE_PATH prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+    string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${prefix_from_pc}")
+endif()
 foreach(library ktwt ktb)
     configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
@@ -52,7 +61,7 @@ if(TARGET ktwt_tool)
 endif()
 # Debian's zsh reads the functions of packages there; everywhere else the place is the one that every zsh reads.
 set(zsh_folder zsh/site-functions)
-if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+if(for_system AND EXISTS /etc/debian_version)
     set(zsh_folder zsh/vendor-completions)
 endif()
 if(TARGET ktwt_pages)

@@ -21,9 +21,15 @@ step() {
     printf '\n== %s ==\n' "$*"
 }
 
-mirror() {
-    sed -n 's/^URIs: *\([^ ]*\).*/\1/p; s/^deb \(\[[^]]*\] \)\{0,1\}\([^ ]*\) .*/\2/p' \
-        /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list 2>/dev/null | head -n 1
+# The first mirror of this machine. One of the two files is usually not there, which sed reports.
+first_mirror() {
+    { sed -n 's/^URIs: *\([^ ]*\).*/\1/p; s/^deb \(\[[^]]*\] \)\{0,1\}\([^ ]*\) .*/\2/p' \
+        /etc/apt/sources.list.d/debian.sources /etc/apt/sources.list 2>/dev/null || true; } | head -n 1
+}
+
+# The file of package $1; nothing when it was not made.
+package_called() {
+    find "$packages" -name "${1}_*.deb" -printf '%f'
 }
 
 clean_up() {
@@ -45,7 +51,7 @@ make_system() {
     cp /etc/apt/sources.list "$system/etc/apt/" 2>/dev/null || rm -f "$system/etc/apt/sources.list"
     cp /etc/apt/sources.list.d/debian.sources "$system/etc/apt/sources.list.d/" 2>/dev/null || true
     grep -lE '^ *Acquire::' /etc/apt/apt.conf.d/* | xargs -r cp -t "$system/etc/apt/apt.conf.d/"
-    inside apt-get update -q
+    apt_inside update
     mkdir "$system/packages"
     cp "$packages"/*.deb "$source_dir"/tests/package/package_test.sh "$system/packages/"
     cp -r "$source_dir"/tests/package/{asking,cities,plain} "$system/packages/"
@@ -63,12 +69,20 @@ list_files() {
         -prune -o ! -path '/var/lib/dpkg/*-old' -print | LC_ALL=C sort
 }
 
-install_inside() {
-    inside apt-get install -q -y --no-install-recommends "$@"
+apt_inside() {
+    inside apt-get -q -y -o Dpkg::Use-Pty=0 "$@"
 }
 
-purge_inside() {
-    inside apt-get purge -q -y --autoremove "$@"
+# Installs the given packages of ours.
+install_ours() {
+    apt_inside install --no-install-recommends "${@/#//packages/}"
+}
+
+purge_ours() {
+    local ours
+    # shellcheck disable=SC2016 # a field of dpkg-query
+    mapfile -t ours < <(inside dpkg-query -W -f '${Package}\n' 'libktwt*' ktwt 2>/dev/null)
+    apt_inside purge --autoremove "${ours[@]}"
 }
 
 test_inside() {
@@ -84,44 +98,46 @@ expect_known_libraries() {
     [ "$known" -eq "$1" ] || fail "the linker knows $known of the libraries instead of $1"
 }
 
-check_running() {
-    step "on a system without build tools"
-    local wanted=(/packages/libktwt2_*.deb)
-    if [ $tool = yes ]; then wanted+=("/packages/ktwt_$version"_*.deb); fi
-    list_files >"$work/before"
-    # shellcheck disable=SC2016 # the names are for the shell inside
-    inside sh -c 'apt-get install -q -y --no-install-recommends $*' sh "${wanted[@]}"
-    expect_known_libraries 2
-    inside /packages/built_elsewhere
-    if [ $tool = yes ]; then test_inside tool; fi
-    purge_inside '^libktwt.*' '^ktwt$'
-    expect_known_libraries 0
+expect_same_files() {
     list_files >"$work/after"
     diff "$work/before" "$work/after" || fail "the packages left or took the files above"
 }
 
+check_running() {
+    step "on a system without build tools"
+    local wanted=("$runtime")
+    if [ -n "$tool" ]; then wanted+=("$tool"); fi
+    list_files >"$work/before"
+    install_ours "${wanted[@]}"
+    expect_known_libraries 2
+    inside /packages/built_elsewhere
+    if [ -n "$tool" ]; then test_inside tool; fi
+    purge_ours
+    expect_known_libraries 0
+    expect_same_files
+}
+
 check_building() {
     step "with a compiler"
-    install_inside g++ cmake make pkg-config file
+    apt_inside install --no-install-recommends g++ cmake make pkg-config file
     list_files >"$work/before"
-    # shellcheck disable=SC2016
-    inside sh -c 'apt-get install -q -y --no-install-recommends /packages/*.deb'
+    install_ours "$runtime" "$development"
     for case in headers asking cmake_shared cmake_static pkg_config_shared pkg_config_static; do test_inside "$case"; done
-    purge_inside '^libktwt.*' '^ktwt$'
-    list_files >"$work/after"
-    diff "$work/before" "$work/after" || fail "the packages left or took the files above"
+    purge_ours
+    expect_same_files
 }
 
 [ "$(id -u)" -eq 0 ] || skip "that takes root"
 [ -f /etc/debian_version ] || skip "this is no Debian"
 try_packages debootstrap || skip "debootstrap cannot be installed"
 codename=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
-mirror=$(mirror)
+mirror=$(first_mirror)
 [ -n "$mirror" ] || skip "no Debian mirror is known"
-version=$(dpkg-deb --field "$(echo "$packages"/libktwt2_*.deb)" Version)
+runtime=$(package_called libktwt2)
+development=$(package_called libktwt-dev)
+tool=$(package_called ktwt)
+version=$(dpkg-deb --field "$packages/$runtime" Version)
 libdir=lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
-tool=no
-if compgen -G "$packages/ktwt_*.deb" >/dev/null; then tool=yes; fi
 
 work=$(mktemp -d)
 system=$work/system

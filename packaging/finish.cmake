@@ -23,9 +23,13 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         compress(${page})
     endforeach()
 
-    # What a linker needs of an archive stays.
+    # What a linker needs of an archive stays. The name of the compiler need not be in each file.
     file(GLOB_RECURSE archives ${installed}/*.a)
-    foreach(archive IN LISTS archives)
-        execute_process(COMMAND ${STRIP} --strip-debug --enable-deterministic-archives ${archive} COMMAND_ERROR_IS_FATAL ANY)
+    file(GLOB_RECURSE programs ${installed}/bin/* ${installed}/lib/*.so.*.*)
+    foreach(file IN LISTS archives programs)
+        if(NOT IS_SYMLINK ${file})
+            execute_process(COMMAND ${STRIP} --strip-debug --remove-section=.comment --enable-deterministic-archives ${file}
+                COMMAND_ERROR_IS_FATAL ANY)
+        endif()
     endforeach()
 endforeach()
