@@ -64,7 +64,7 @@ function codeLine(line,    at) {
 # Is a declaration that ends in the line, at this indent.
 function endsDeclaration(line, indent) {
     sub(/ +\/\/.*/, "", line)
-    return indentOf(line) >= indent && (line ~ /;$/ || line ~ /{.*}$/)
+    return indentOf(line) >= indent && (line ~ /;$/ || line ~ /[{].*}$/)
 }
 
 # Puts out a comment with the declarations behind it.
@@ -99,7 +99,7 @@ opening { opening = 0 }
 commentLines > 0 && !leaves($0) {
     code[codeLines++] = $0
     if (endsDeclaration($0, commentIndent)) ++declarations
-    if ($0 ~ /{( +\/\/.*)?$/) { declarations = 1; flush() }  # a body or a class begins: the comment is about that alone
+    if ($0 ~ /[{]( +\/\/.*)?$/) { declarations = 1; flush() }  # a body or a class begins: the comment is about that alone
     next
 }
 
