@@ -19,6 +19,7 @@ constexpr char statuses[] =
 std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(makeCopyCommand());
+    commands.push_back(makeImportCommand());
     commands.push_back(makeRmCommand());
     commands.push_back(makeSortCommand());
     return commands;

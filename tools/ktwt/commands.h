@@ -7,6 +7,7 @@
 #include "command.h"
 
 std::unique_ptr<Command> makeCopyCommand();
+std::unique_ptr<Command> makeImportCommand();
 std::unique_ptr<Command> makeRmCommand();
 std::unique_ptr<Command> makeSortCommand();
 
