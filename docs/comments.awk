@@ -1,5 +1,5 @@
-# Shows the headers to Doxygen with their comments in a form that it takes for documentation. The headers themselves are written for
-# readers and have no marks in them. What changes:
+# Shows the headers to Doxygen with their comments in a form that it takes for documentation. The headers themselves are written
+# for readers and have no marks in them. What changes:
 #
 #     // text                        /// text                          at the beginning of a file, and before what it is about
 #     // Threads: one at a time      /// @par Threads                  a paragraph of its own, in the comment that opens a file
@@ -13,20 +13,13 @@
 #
 # Comments within bodies of functions, which are indented further than declarations, stay as they are.
 
-# Without the marks that are the text's own in a header and Doxygen's in a comment.
-function plain(text) {
-    gsub(/\\/, "\\\\", text)
-    gsub(/@/, "\\@", text)
-    return text
-}
-
 function indentOf(line) {
     match(line, /^ */)
     return RLENGTH
 }
 
-# The comment that opens a file: its labels become headings, what hangs under one loses the indent, and a list ends where the text
-# is not indented any more.
+# The comment that opens a file: its labels become headings, what hangs under one loses the indent, and a list ends where the
+# text is not indented any more.
 function openingLine(text) {
     sub(/^ Start here\. /, " ", text)
     if (FNR > 1 && match(text, /^ [A-Z][a-z]+( [a-z]+)?: +/)) {
@@ -40,11 +33,11 @@ function openingLine(text) {
     }
     if (wasList && text ~ /^ [^ ]/) print "///"
     wasList = text ~ /^     -/ || (wasList && text ~ /^  /)
-    print "///" plain(text)
+    print "///" text
 }
 
 # One line of code, with its comment behind it turned. A comment may go on in the next line, far to the right.
-function codeLine(line,    at) {
+function codeLine(line,    at, text) {
     if (wasBehind && line ~ /^         +\/\/ /) {
         sub(/\/\/ /, "///< ", line)
         return line
@@ -52,10 +45,11 @@ function codeLine(line,    at) {
     wasBehind = 0
     if (indentOf(line) > 4 || line ~ /^(#|}|struct [A-Za-z]+;|class [A-Za-z]+;)/) return line
     at = match(line, / +\/\/ /)
-    if (at != 0 && substr(line, at - 1, 1) == "{") return "///" plain(substr(line, at + RLENGTH - 1)) "\n" substr(line, 1, at - 1)
     if (at > 1) {
-        wasBehind = 1
-        return substr(line, 1, at - 1) "  ///<" plain(substr(line, at + RLENGTH - 1))
+        text = substr(line, at + RLENGTH - 1)
+        line = substr(line, 1, at - 1)
+        wasBehind = line !~ /[{]$/
+        return wasBehind ? line "  ///<" text : "///" text "\n" line
     }
     sub(/\/\* /, "/**< ", line)  # C: behind a member
     return line
@@ -92,7 +86,7 @@ opening { opening = 0 }
 /^(    )?\/\/( |$)/ {
     if (codeLines > 0) flush()
     commentIndent = indentOf($0)
-    comment[commentLines++] = substr($0, 1, commentIndent) "///" plain(substr($0, commentIndent + 3))
+    comment[commentLines++] = substr($0, 1, commentIndent) "///" substr($0, commentIndent + 3)
     next
 }
 

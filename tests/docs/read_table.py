@@ -2,8 +2,8 @@
 
     read_table.py [--reversed] DIRECTORIES NAME...
 
-Prints of each table the names of the columns in one line, and then a line per row. Between two of them is a tab. Names and texts
-are shown as the digits of their bytes, dates as those of the number that holds their seconds, so that nothing is lost.
+Prints of each table the names of the columns in one line, and then a line per row. Between two of them is a tab. Names and
+texts are shown as the digits of their bytes, dates as those of the number that holds their seconds, so that nothing is lost.
 """
 
 import os
