@@ -35,6 +35,9 @@ Status statusOf(std::string_view text) {
         case 1769:
         case 1770:
         case 1771:
+        case 1788:
+        case 1789:
+        case 1790:
         case 1791:
         case 1792: return Status::usage;
         default: return Status::unreadable;
@@ -79,4 +82,18 @@ Outcome columnsOf(KtWorkTableFile& table, std::vector<ColumnInfo>* columns) {
         column.name = textOf(name);
     }
     return {};
+}
+
+int columnNamed(const std::vector<ColumnInfo>& columns, const std::string& name) {
+    const KtbString wanted(name.c_str());
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        if (wanted.compare(columns[i].name.c_str(), false) == 0) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+std::string namesOf(const std::vector<ColumnInfo>& columns) {
+    std::string names;
+    for (const ColumnInfo& column : columns) names += (names.empty() ? "" : ", ") + column.name;
+    return names;
 }

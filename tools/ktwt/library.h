@@ -56,4 +56,10 @@ struct ColumnInfo {
 // The columns that this opening of the table shows.
 Outcome columnsOf(KtWorkTableFile& table, std::vector<ColumnInfo>* columns);
 
+// The number of the column of that name, letter case ignored; -1 when there is none.
+int columnNamed(const std::vector<ColumnInfo>& columns, const std::string& name);
+
+// "city, people": for those who asked for a column that is not there.
+std::string namesOf(const std::vector<ColumnInfo>& columns);
+
 #endif
