@@ -63,6 +63,11 @@ bool isUnsafe(const Character& character) {
     return !character.valid || code < 0x20 || (code >= 0x7F && code < 0xA0) || isIn(turning, code);
 }
 
+// Whether each byte is a character that takes a column and can be shown as it is, as in most texts.
+bool isPlain(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 std::string escapeOf(const Character& character) {
     if (character.valid && character.code == '\n') return "\\n";
     if (character.valid && character.code == '\t') return "\\t";
@@ -88,6 +93,7 @@ Character firstCharacter(std::string_view text) {
 }
 
 std::size_t displayWidth(std::string_view text) {
+    if (isPlain(text)) return text.size();
     std::size_t width = 0;
     while (!text.empty()) {
         const Character character = firstCharacter(text);
@@ -98,6 +104,7 @@ std::size_t displayWidth(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
+    if (isPlain(text)) return std::string(text);
     std::string shown;
     shown.reserve(text.size());
     while (!text.empty()) {
