@@ -17,6 +17,7 @@ void catchInterrupts() {
     once.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &once, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool interrupted() { return signalled != 0; }
