@@ -5,6 +5,7 @@
 #include <random>
 
 #include "format/images.h"
+#include "format/patch.h"
 #include "support/golden.h"
 #include "table/findings.h"
 #include "table/sorted_fixture.h"
@@ -690,6 +691,10 @@ long bytesRead() {
 
 class CostTest : public VerifyTest {
 protected:
+    void SetUp() override {
+        if (!std::ifstream("/proc/self/io")) GTEST_SKIP() << "this system does not count what a process reads";
+    }
+
     // A table of one element with these files, whose columns are all texts.
     void place(std::size_t columns, const std::string& data, const std::vector<std::int64_t>& entries) {
         name_ = "ktwt_t";
@@ -827,47 +832,45 @@ INSTANTIATE_TEST_SUITE_P(, EveryByteTest, testing::Values(images::Order::ours, i
                          [](const auto& order) { return std::string(order.param == images::Order::ours ? "Ours" : "Other"); });
 
 TEST_P(EveryByteTest, ATableWithOneByteChangedIsReadableUnlessThereIsAFinding) {
-    for (const std::string& file : tableFiles()) {
-        const std::string whole = readFile(file);
+    for (const std::string& path : tableFiles()) {
+        const std::string whole = readFile(path);
+        const Patch file(path);
         for (std::size_t i = 0; i < whole.size(); ++i) {
             if (i % 16 != 0 && whole[i] == 'x') continue;  // the texts are long; what stands inside of them is only text
             for (const int byte : {0x00, 0x01, 0x05, 0x7f, 0x80, 0xff}) {
-                std::string changed = whole;
-                changed[i] = static_cast<char>(byte);
-                table_files::replaceFile(file, changed);
-                expectReadableWhenSound(file + " " + std::to_string(i) + " " + std::to_string(byte));
+                file.put(i, static_cast<unsigned char>(byte));
+                expectReadableWhenSound(path + " " + std::to_string(i) + " " + std::to_string(byte));
                 if (HasFailure()) return;
             }
+            file.put(i, static_cast<unsigned char>(whole[i]));
         }
-        table_files::replaceFile(file, whole);
     }
     EXPECT_GT(damaged_, 1000);
     EXPECT_GT(sound_, 300);
 }
 
 TEST_P(EveryByteTest, ATableOfWhichAFileIsCutOffAnywhereHasAFinding) {
-    for (const std::string& file : tableFiles()) {
-        const std::string whole = readFile(file);
-        for (std::size_t size = 0; size < whole.size(); ++size) {
-            cut(file, static_cast<long>(size));
-            EXPECT_GT(verified().counts.findings, 0) << file << " " << size;
-            table_files::replaceFile(file, whole);
+    for (const std::string& path : tableFiles()) {
+        const Patch file(path);
+        for (std::size_t size = file.size(); size-- > 0;) {
+            file.cut(size);
+            EXPECT_GT(verified().counts.findings, 0) << path << " " << size;
         }
+        file.restore();
     }
 }
 
 TEST_P(EveryByteTest, ATableOfRandomBytesIsReadableUnlessThereIsAFinding) {
-    const std::vector<std::string> paths = tableFiles();
-    std::vector<std::string> whole;
-    for (const std::string& file : paths) whole.push_back(readFile(file));
+    std::vector<std::unique_ptr<Patch>> patches;
+    for (const std::string& path : tableFiles()) patches.push_back(std::make_unique<Patch>(path));
     for (unsigned seed = 1; seed <= 2000; ++seed) {
         std::mt19937 random(seed);
-        for (std::size_t i = 0; i < paths.size(); ++i) {
-            std::string bytes = whole[i];
+        for (const auto& file : patches) {
+            file->restore();
             for (auto changes = random() % 3; changes > 0; --changes) {
-                bytes[random() % bytes.size()] = static_cast<char>(random() % 2 != 0 ? random() % 6 : random());
+                const std::size_t at = random() % file->size();
+                file->put(at, static_cast<unsigned char>(random() % 2 != 0 ? random() % 6 : random()));
             }
-            table_files::replaceFile(paths[i], bytes);
         }
         expectReadableWhenSound("seed " + std::to_string(seed));
         if (HasFailure()) return;
