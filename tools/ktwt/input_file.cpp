@@ -1,6 +1,7 @@
 #include "input_file.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -99,7 +100,18 @@ Outcome InputFile::readStored(char* buffer, std::size_t size, std::size_t* bytes
     return {};
 }
 
+// A signal that comes just before a read would not end its waiting, which is why waiting has pauses.
+Outcome InputFile::waitForBytes() const {
+    constexpr int pauseMilliseconds = 200;
+    pollfd waiting = {handle_, POLLIN, 0};
+    while (!regular_ && poll(&waiting, 1, pauseMilliseconds) <= 0) {
+        if (interrupted()) return cancelled();
+    }
+    return {};
+}
+
 Outcome InputFile::readFresh(char* buffer, std::size_t size, std::size_t* bytes) {
+    if (Outcome waited = waitForBytes(); !waited.ok()) return waited;
     ssize_t got = 0;
     do {
         got = ::read(handle_, buffer, size);

@@ -43,6 +43,7 @@ private:
     Outcome makeStore(const std::string& directories);
     Outcome readSome(char* buffer, std::size_t size, std::size_t* bytes);
     Outcome readStored(char* buffer, std::size_t size, std::size_t* bytes);
+    Outcome waitForBytes() const;
     Outcome readFresh(char* buffer, std::size_t size, std::size_t* bytes);
     Outcome keep(const char* bytes, std::size_t size);
     Outcome failure(int error) const;

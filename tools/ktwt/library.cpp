@@ -19,7 +19,9 @@ int numberOf(std::string_view text) {
 bool tells(std::string_view text, int code) { return text.find(np_fio_errdesc(code)) != std::string_view::npos; }
 
 Status statusOf(std::string_view text) {
-    if (tells(text, np_err_no_space) || tells(text, np_err_memory)) return Status::full;
+    for (const int code : {np_err_no_space, np_err_too_large, np_err_memory}) {
+        if (tells(text, code)) return Status::full;
+    }
     switch (numberOf(text)) {
         case 29:
         case 1044:  // a write that was cut short says no more than that, and a full disk is what cuts writes short
