@@ -16,6 +16,10 @@ public:
     virtual const char* name() const = 0;
     virtual const char* summary() const = 0;  // one line, beginning with a verb
 
+    // Whole sentences in lines of at most 80 columns, for what does not fit the summary and the options; shown by --help and in
+    // the man page.
+    virtual const char* details() const { return ""; }
+
     // Lines of examples, each "    $ ktwt ..." with what it does; shown by --help and in the man page.
     virtual const char* examples() const = 0;
 

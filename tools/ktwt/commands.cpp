@@ -18,10 +18,14 @@ constexpr char statuses[] =
 
 std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeCatCommand());
+    commands.push_back(makeCompareCommand());
     commands.push_back(makeCopyCommand());
+    commands.push_back(makeHeadCommand());
     commands.push_back(makeImportCommand());
     commands.push_back(makeRmCommand());
     commands.push_back(makeSortCommand());
+    commands.push_back(makeUriCommand());
     return commands;
 }
 
@@ -44,6 +48,7 @@ CommandLine::CommandLine() : app(about, "ktwt"), commands(allCommands()) {
         sub->group("Commands");
         command->addOptions(*sub);
         addCommonOptions(*sub, session);
-        sub->footer(std::string("Examples:\n") + command->examples());
+        const std::string details = command->details();
+        sub->footer(details + (details.empty() ? "" : "\n\n") + "Examples:\n" + command->examples());
     }
 }

@@ -6,9 +6,13 @@
 
 #include "command.h"
 
+std::unique_ptr<Command> makeCatCommand();
+std::unique_ptr<Command> makeCompareCommand();
 std::unique_ptr<Command> makeCopyCommand();
+std::unique_ptr<Command> makeHeadCommand();
 std::unique_ptr<Command> makeImportCommand();
 std::unique_ptr<Command> makeRmCommand();
 std::unique_ptr<Command> makeSortCommand();
+std::unique_ptr<Command> makeUriCommand();
 
 #endif
