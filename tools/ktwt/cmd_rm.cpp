@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "failures.h"
 
 namespace {
 
@@ -17,14 +18,9 @@ public:
     Outcome run(const Session& session) override {
         Manager manager;
         if (Outcome made = makeManager(session, &manager); !made.ok()) return made;
-        Outcome first;
-        for (const std::string& table : tables_) {
-            Outcome removed = remove(*manager, table);
-            if (removed.ok()) continue;
-            if (!first.ok()) std::fprintf(stderr, "ktwt: %s\n", first.text().c_str());
-            first = std::move(removed);
-        }
-        return first;
+        Failures failures;
+        for (const std::string& table : tables_) failures.add(remove(*manager, table));
+        return failures.outcome();
     }
 
 private:

@@ -2,30 +2,41 @@
 
 #include <ktwt/version.h>
 
+#include "facts.h"
 #include "help_format.h"
 
 namespace {
 
 constexpr char about[] =
-    "Work tables on disk: made from CSV, sorted, looked at, compared, copied, checked and removed.\n"
-    "A TABLE is a table's name, as `ktwt import` prints it and `ktwt ls` lists it; most commands take a URI as well, which "
-    "can\n"
-    "choose rows and columns (see `ktwt uri --help`).";
+    "Work tables on disk: made from CSV, sorted, looked at, compared, copied, checked\n"
+    "and removed.\n\n"
+    "A TABLE is a table's name, as `ktwt import` prints it and `ktwt ls` lists it;\n"
+    "most commands take a URI as well, which can choose rows and columns (see\n"
+    "`ktwt uri --help`).";
 
-constexpr char statuses[] =
-    "Exit status: 0 done, 1 the answer is no, 2 wrong usage, 3 cannot open, read or write, 4 disk full or memory exhausted,\n"
-    "6 damaged, 7 cancelled.";
+std::string statuses() {
+    std::string text = "Exit status:\n";
+    for (const Fact& status : exitStatuses) text += std::string("  ") + status.name + "  " + status.text + "\n";
+    return text;
+}
 
 std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeAppendCommand());
     commands.push_back(makeCatCommand());
     commands.push_back(makeCompareCommand());
     commands.push_back(makeCopyCommand());
+    commands.push_back(makeDuCommand());
     commands.push_back(makeHeadCommand());
     commands.push_back(makeImportCommand());
+    commands.push_back(makeInfoCommand());
+    commands.push_back(makeLsCommand());
+    commands.push_back(makePartitionCommand());
     commands.push_back(makeRmCommand());
     commands.push_back(makeSortCommand());
+    commands.push_back(makeSweepCommand());
     commands.push_back(makeUriCommand());
+    commands.push_back(makeVerifyCommand());
     return commands;
 }
 
@@ -40,7 +51,7 @@ void addCommonOptions(CLI::App& command, Session& session) {
 
 CommandLine::CommandLine() : app(about, "ktwt"), commands(allCommands()) {
     app.formatter(std::make_shared<HelpFormat>());  // the commands take it over
-    app.footer(statuses);
+    app.footer(statuses());
     app.require_subcommand(0, 1);  // main() asks for one, after a word that is none has been named
     app.set_version_flag("--version", std::string(ktx_build_info), "Print the version and exit");
     for (const auto& command : commands) {

@@ -18,6 +18,21 @@ std::string wrapped(const std::string& text, std::size_t bytes) {
     return lines;
 }
 
+// What the parser adds to the type of an option, to tell of its checks: ":INT in [0 - 9]". It has no other way of asking for
+// them than one that could change them.
+std::string checksOf(const CLI::Option& option) {
+    auto& asked = const_cast<CLI::Option&>(option);
+    std::string text;
+    try {
+        for (int i = 0;; ++i) {
+            const std::string check = asked.get_validator(i)->get_description();
+            if (!check.empty()) text += ":" + check;
+        }
+    } catch (const CLI::OptionNotFound&) {
+        return text;
+    }
+}
+
 std::string usageOf(const CLI::Option& option) {
     std::string usage = option.get_positional() ? option.get_name(true) : option.get_name() + " " + placeholderOf(option);
     if (option.get_positional() && option.get_expected_max() > 1) usage += "...";
@@ -38,6 +53,8 @@ std::string HelpFormat::make_option_opts(const CLI::Option* option) const {
 
 std::string HelpFormat::make_option_desc(const CLI::Option* option) const {
     std::string text = option->get_description();
+    const std::vector<std::string> choices = choicesOf(*option);
+    if (!choices.empty()) text += " (" + CLI::detail::join(choices, ", ") + ")";
     if (!option->get_default_str().empty()) text += " [" + option->get_default_str() + "]";
     return wrapped(text, lineBytes - namesBytes);
 }
@@ -49,8 +66,14 @@ std::string HelpFormat::make_usage(const CLI::App* app, std::string name) const 
 
 std::string placeholderOf(const CLI::Option& option) {
     if (option.get_positional() || option.get_type_size() == 0) return {};
-    const std::string name = option.get_type_name();  // what may be given follows behind a ':'
-    return name.substr(0, name.find(':'));
+    const std::string name = option.get_type_name();
+    return name.substr(0, name.size() - checksOf(option).size());
+}
+
+std::vector<std::string> choicesOf(const CLI::Option& option) {
+    const std::string checks = checksOf(option);
+    if (checks.substr(0, 2) != ":{" || checks.back() != '}') return {};
+    return CLI::detail::split(checks.substr(2, checks.size() - 3), ',');
 }
 
 std::string synopsisOf(const CLI::App& command) {

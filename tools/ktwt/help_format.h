@@ -4,8 +4,10 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
-// Lines of at most 80 columns; of an option its names, what stands for its value, and its default.
+// Lines of at most 80 columns; of an option its names, what stands for its value, what that can be, and
+// its default.
 class HelpFormat final : public CLI::Formatter {
 public:
     HelpFormat();
@@ -17,6 +19,9 @@ public:
 
 // What stands for the value of an option, such as "SIZE"; empty for a flag and for a positional argument, which has a name.
 std::string placeholderOf(const CLI::Option& option);
+
+// The values of an option that takes one of a few; empty for others.
+std::vector<std::string> choicesOf(const CLI::Option& option);
 
 // What follows "Usage: ": "ktwt sort TABLE --by COLUMN,... [OPTIONS]".
 std::string synopsisOf(const CLI::App& command);

@@ -1,5 +1,6 @@
 #include "human.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -40,4 +41,15 @@ std::string humanTime(double seconds) {
         std::snprintf(text, sizeof text, "%d:%02d", minutes, rest);
     }
     return text;
+}
+
+std::string humanAge(long seconds) {
+    struct Unit {
+        long seconds;
+        const char* name;
+    };
+    for (const Unit unit : {Unit{86400, " d"}, Unit{3600, " h"}, Unit{60, " min"}}) {
+        if (seconds >= unit.seconds) return std::to_string(seconds / unit.seconds) + unit.name;
+    }
+    return std::to_string(std::max(seconds, 0L)) + " s";
 }

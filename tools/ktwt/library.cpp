@@ -65,7 +65,10 @@ Outcome makeManager(const Session& session, Manager* manager) {
 Outcome openTable(KtWorkTableManager& manager, const std::string& nameOrUri, bool reversed, Table* table) {
     KtbString error;
     table->reset(manager.open(nameOrUri.c_str(), reversed, &error));
-    return *table ? Outcome() : libraryFailure(nameOrUri, error);
+    if (!*table) return libraryFailure(nameOrUri, error);
+    const Uri uri((*table)->getColumns() == 0 ? getURIFromURIString(nameOrUri.c_str()) : nullptr);
+    if (uri) return {Status::usage, nameOrUri + ": a URI without columns shows none; add col=NAME for each"};
+    return {};
 }
 
 std::string tableNameOf(const std::string& nameOrUri) {

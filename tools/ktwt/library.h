@@ -40,7 +40,7 @@ bool isMissing(const KtbString& text);
 
 Outcome makeManager(const Session& session, Manager* manager);
 
-// Opens a table for reading by its name or its URI.
+// Opens a table for reading by its name or its URI, which must choose columns.
 Outcome openTable(KtWorkTableManager& manager, const std::string& nameOrUri, bool reversed, Table* table);
 
 // The name of the table that a name or URI stands for.

@@ -2,8 +2,6 @@
 
 #include <locale.h>
 
-#include <algorithm>
-
 namespace {
 
 // One key, from *place on to the next ',' or the end, where *place then is.
@@ -20,18 +18,6 @@ SortKey nextKey(const std::string& text, std::size_t* place) {
 
 // Names are those of one column when they differ in nothing but the case of letters, as everywhere in the library.
 bool isSameName(const std::string& a, const std::string& b) { return KtbString(a.c_str()).compare(b.c_str(), false) == 0; }
-
-int indexOf(const std::vector<ColumnInfo>& columns, const std::string& name) {
-    const auto found = std::find_if(columns.begin(), columns.end(),
-                                    [&name](const ColumnInfo& column) { return isSameName(column.name, name); });
-    return found == columns.end() ? -1 : static_cast<int>(found - columns.begin());
-}
-
-std::string listOf(const std::vector<ColumnInfo>& columns) {
-    std::string list;
-    for (const ColumnInfo& column : columns) list += (list.empty() ? "" : ", ") + column.name;
-    return list;
-}
 
 // Whether it is the name of a rule of our own or of a locale that is installed. Empty when it is.
 std::string checkCollation(const std::string& name) {
@@ -108,9 +94,9 @@ Outcome SortOptions::setKeys(KtWorkTableFile& table) {
     collationParms_.locale = byLocale ? collation_.c_str() : nullptr;
     int index = 0;
     for (const SortKey& key : keys_) {
-        const int column = indexOf(columns, key.column);
+        const int column = columnNamed(columns, key.column);
         if (column < 0) {
-            return {Status::usage, "no column \"" + key.column + "\" to sort by; there are " + listOf(columns)};
+            return {Status::usage, "no column \"" + key.column + "\" to sort by; there are " + namesOf(columns)};
         }
         table.setSort(index++, column, key.descending, &collationParms_);
     }
