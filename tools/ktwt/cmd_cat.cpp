@@ -23,7 +23,8 @@ public:
                "    json   An array of objects. Integers and decimals are numbers with all their\n"
                "           digits, dates are strings. Bytes that are not UTF-8 become U+FFFD.\n"
                "    jsonl  The same objects, one to a line.\n"
-               "    xml    The document that the library makes. A null is like an empty text.\n"
+               "    xml    The document that the library makes. A null is like an empty text, and\n"
+               "           what XML cannot hold becomes U+FFFD.\n"
                "    text   Aligned for people, as by `ktwt head`.";
     }
 

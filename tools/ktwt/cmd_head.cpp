@@ -18,9 +18,9 @@ public:
                "    $ ktwt head $towns --reverse             the last ten, the last one first\n";
     }
     const char* details() const override {
-        return "A null is shown as NULL, and a text that reads so in quotes. What could disturb a\n"
-               "terminal is shown as an escape, such as \\n. On a terminal wide columns are cut;\n"
-               "elsewhere nothing is. `ktwt cat --help` tells of the other formats.";
+        return "A null is shown as NULL, and a text that reads so in quotes. What could disturb\n"
+               "a terminal is shown as an escape, such as \\n. On a terminal wide columns are\n"
+               "cut; elsewhere nothing is. `ktwt cat --help` tells of the other formats.";
     }
 
     void addOptions(CLI::App& app) override { addShowOptions(app, &options_); }

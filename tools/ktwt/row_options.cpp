@@ -30,9 +30,10 @@ void addConstants(CLI::App& app, RowChoice* choice) {
             if (!wrong.empty()) throw CLI::ValidationError("--constant", wrong);
         }
     };
-    app.add_option_function<std::vector<std::string>>(
-           "--constant", readConstants,
-           "Add a column with this value in every row, after the others; without TEXT a null. May be given more than once")
-        ->type_name("NAME:TYPE=TEXT")
+    constexpr char what[] =
+        "NAME:TYPE=TEXT adds a column with this value in every row, after the others; without TEXT a null. May be given more "
+        "than once";
+    app.add_option_function<std::vector<std::string>>("--constant", readConstants, what)
+        ->type_name("CONSTANT")
         ->allow_extra_args(false);
 }

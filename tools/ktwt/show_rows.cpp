@@ -57,9 +57,11 @@ void addShowOptions(CLI::App& app, ShowOptions* options) {
     addColumnsAndRows(app, &options->choice);
     app.add_option("-f,--format", options->format, "How the rows are written")
         ->check(CLI::IsMember({"csv", "tsv", "json", "jsonl", "xml", "text"}))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("FORMAT");
     app.add_flag("-r,--reverse", options->order.reversed, "Begin with the last of the rows");
-    app.add_option("-n,--limit", options->order.limit, "Write at most so many rows")
+    const std::string usual = options->order.limit ? "; " + std::to_string(*options->order.limit) + " unless given" : "";
+    app.add_option("-n,--limit", options->order.limit, "Write at most so many rows" + usual)
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
     app.add_flag("--no-header", options->noHeader, "Leave out the names of the columns (csv, tsv and text)");
