@@ -1,6 +1,7 @@
 #include "show_rows.h"
 
 #include <cstdio>
+#include <limits>
 #include <optional>
 
 #include "human.h"
@@ -62,7 +63,7 @@ void addShowOptions(CLI::App& app, ShowOptions* options) {
     app.add_flag("-r,--reverse", options->order.reversed, "Begin with the last of the rows");
     const std::string usual = options->order.limit ? "; " + std::to_string(*options->order.limit) + " unless given" : "";
     app.add_option("-n,--limit", options->order.limit, "Write at most so many rows" + usual)
-        ->check(CLI::NonNegativeNumber)
+        ->check(CLI::Range(0L, std::numeric_limits<long>::max()))
         ->type_name("N");
     app.add_flag("--no-header", options->noHeader, "Leave out the names of the columns (csv, tsv and text)");
     app.add_option("-o,--output", options->output, "Where the rows go; a file is there only once it is complete")
