@@ -146,24 +146,34 @@ public:
                "    $ zcat towns.csv.gz | ktwt import - --separator ';' --no-header\n";
     }
 
+    const char* details() const override {
+        return "Fields are separated and quoted as in RFC 4180, and kept byte for byte; blanks\n"
+               "belong to their field. What is wrong in the file is named by its line and by\n"
+               "the number of its column, as in \"towns.csv:17:3\", and no table is made.\n\n"
+               "A column is boolean, integer, decimal or date only if that type writes every\n"
+               "one of its fields exactly as it is: 007, +1 and 1e3 are texts, 12.50 stays\n"
+               "12.50. A pipe is kept in a nameless file in a work directory until the types\n"
+               "are known, unless all types are given.";
+    }
+
     void addOptions(CLI::App& app) override {
         app.add_option("FILE", path_, "The CSV file; - for standard input")->required();
-        addParsed(app, "--types", parseTypes, &types_,
-                  "The types of columns: NAME:TYPE,... of some, or TYPE,... of all in their order. There are boolean, integer, "
-                  "decimal, string, date and double. A type that is not given is found out from the whole file: the one that "
-                  "keeps every field as it is written, byte for byte")
+        addParsed(
+            app, "--types", parseTypes, &types_,
+            "NAME:TYPE,... of some columns, or TYPE,... of all: boolean, integer, decimal, string, date or double (sorted as "
+            "such, stored as a text). Types that are not given are found out")
             ->type_name("TYPES");
         app.add_flag("--no-header", noHeader_, "The first row is data; the columns are named c1, c2, ...");
         addParsed(app, "--separator", parseSeparator, &separator_,
                   "What is between fields: one character, or \"tab\"; a comma unless given")
             ->type_name("CHAR");
-        app.add_option(
-               "--empty", empty_,
-               "What an empty field without quotes is in a text column: null or text. One in quotes is an empty text; in "
-               "columns of other types both are null")
+        app.add_option("--empty", empty_,
+                       "What an empty field without quotes is in a text column: \"null\", or \"text\" like one with quotes. In "
+                       "columns of "
+                       "other types both are nulls")
             ->check(CLI::IsMember({"null", "text"}))
             ->capture_default_str()
-            ->type_name("");
+            ->type_name("WHAT");
         sort_.addTo(app, "--sort");
         addElementSize(app, &elementSize_);
     }
