@@ -329,12 +329,23 @@ TEST_F(VerifyTest, AByteOrderMarkThatIsNoneIsAFinding) {
 
 TEST_F(VerifyTest, AColumnWithAStorageCodeThatNoneHasIsAFinding) {
     makeAll(0);
-    for (const int code : {0, 6, 128, 255}) {
+    for (const int code : {6, 128, 255}) {
         table_files::Header changed = header();
         changed.columns[2].code = static_cast<std::uint16_t>(code);
         changeHeader(changed);
         expectFindings({inHeader(-1, -1, "Column 2 has storage code " + std::to_string(code))});
     }
+}
+
+TEST_F(VerifyTest, OnlyATableWithoutRowsMayHaveColumnsThatWereNeverDefined) {
+    ASSERT_TRUE(tryMakeTable(2));
+    finish();
+    expectSound(0);
+    makeAll(1);
+    table_files::Header changed = header();
+    changed.columns[0].code = 0;
+    changeHeader(changed);
+    expectFindings({inHeader(-1, -1, "Column 0 has storage code 0"), inData(0, 0, 0, "storage code 3, the column 0")});
 }
 
 TEST_F(VerifyTest, RowCountsThatDoNotAddUpAreAFinding) {
