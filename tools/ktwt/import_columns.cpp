@@ -1,15 +1,19 @@
 #include "import_columns.h"
 
-#include <ktb/string.h>
-
 #include <algorithm>
+#include <unordered_map>
 
 #include "characters.h"
 
 namespace {
 
 // Names are those of one column when they differ in nothing but the case of letters, as everywhere in the library.
-bool isSameName(const std::string& a, const std::string& b) { return KtbString(a.c_str()).compare(b.c_str(), false) == 0; }
+std::string withSmallLetters(std::string name) {
+    for (char& letter : name) letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    return name;
+}
+
+bool isSameName(const std::string& a, const std::string& b) { return withSmallLetters(a) == withSmallLetters(b); }
 
 // One item of a list: what is before its last colon, and what is after it.
 struct Item {
@@ -46,15 +50,28 @@ std::string listOf(const std::vector<ImportColumn>& columns) {
     return list;
 }
 
+Outcome give(const GivenType& given, ImportColumn* column) {
+    if (column->given) return {Status::usage, "--types: \"" + given.column + "\" stands there twice"};
+    column->type = given.type;
+    column->given = true;
+    return {};
+}
+
 Outcome giveByName(const std::string& file, const GivenType& given, std::vector<ImportColumn>* columns) {
     const auto found = std::find_if(columns->begin(), columns->end(),
                                     [&given](const ImportColumn& column) { return isSameName(column.name, given.column); });
-    if (found == columns->end()) {
-        return {Status::usage, "--types: no column \"" + given.column + "\" in " + file + "; there are " + listOf(*columns)};
+    if (found != columns->end()) return give(given, &*found);
+    return {Status::usage, "--types: no column \"" + given.column + "\" in " + file + "; there are " + listOf(*columns)};
+}
+
+Outcome giveByPlace(const std::string& file, const std::vector<GivenType>& types, std::vector<ImportColumn>* columns) {
+    if (types.size() != columns->size()) {
+        return {Status::usage, "--types: they are " + std::to_string(types.size()) + ", and the columns of " + file + " " +
+                                   std::to_string(columns->size())};
     }
-    if (found->given) return {Status::usage, "--types: \"" + given.column + "\" stands there twice"};
-    found->type = given.type;
-    found->given = true;
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        if (Outcome given = give(types[i], &(*columns)[i]); !given.ok()) return given;
+    }
     return {};
 }
 
@@ -77,15 +94,17 @@ std::string parseTypes(const std::string& text, std::vector<GivenType>* types) {
 }
 
 Outcome nameColumns(const CsvReader& reader, const std::vector<CsvName>& header, std::vector<ImportColumn>* columns) {
+    std::unordered_map<std::string, std::string> names;  // as they are, by what they are without a look at the case of letters
     columns->clear();
     for (const CsvName& field : header) {
         const std::string place = reader.placeOf(field.line, columns->size());
         if (field.text.empty()) {
             return {Status::damaged, place + "the column has no name (--no-header if the first row is no header)"};
         }
-        for (const ImportColumn& earlier : *columns) {
-            if (!isSameName(earlier.name, field.text)) continue;
-            return {Status::damaged, place + "a column before this one is named \"" + printable(earlier.name) + "\" already"};
+        const auto [earlier, isNew] = names.emplace(withSmallLetters(field.text), field.text);
+        if (!isNew) {
+            return {Status::damaged,
+                    place + "a column before this one is named \"" + printable(earlier->second) + "\" already"};
         }
         columns->push_back({field.text});
     }
@@ -100,16 +119,10 @@ std::vector<ImportColumn> numberedColumns(std::size_t count) {
 }
 
 Outcome giveTypes(const std::string& file, const std::vector<GivenType>& types, std::vector<ImportColumn>* columns) {
-    const bool byName = !types.empty() && !types.front().column.empty();
-    if (!byName && !types.empty() && types.size() != columns->size()) {
-        return {Status::usage, "--types: they are " + std::to_string(types.size()) + ", and the columns of " + file + " " +
-                                   std::to_string(columns->size())};
-    }
-    std::size_t number = 0;
-    for (const GivenType& given : types) {
-        const Outcome done =
-            byName ? giveByName(file, given, columns) : giveByName(file, {(*columns)[number++].name, given.type}, columns);
-        if (!done.ok()) return done;
+    if (types.empty()) return {};
+    if (types.front().column.empty()) return giveByPlace(file, types, columns);
+    for (const GivenType& type : types) {
+        if (Outcome given = giveByName(file, type, columns); !given.ok()) return given;
     }
     return {};
 }

@@ -84,12 +84,16 @@ Outcome InputFile::read(char* buffer, std::size_t size, std::size_t* bytes) {
         position_ += static_cast<long>(part);
         if (part == 0) break;
     }
-    if (*bytes < size && !regular_) size_ = position_;
+    if (*bytes == size || regular_) return {};
+    size_ = position_;
+    ended_ = true;
     return {};
 }
 
 Outcome InputFile::readSome(char* buffer, std::size_t size, std::size_t* bytes) {
-    return position_ < stored_ ? readStored(buffer, size, bytes) : readFresh(buffer, size, bytes);
+    *bytes = 0;
+    if (position_ < stored_) return readStored(buffer, size, bytes);
+    return ended_ ? Outcome() : readFresh(buffer, size, bytes);
 }
 
 Outcome InputFile::readStored(char* buffer, std::size_t size, std::size_t* bytes) {

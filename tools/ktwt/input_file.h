@@ -56,7 +56,8 @@ private:
     long size_ = 0;
     long position_ = 0;
 
-    int store_ = -1;  // what was read of a pipe, from its beginning
+    bool ended_ = false;  // of a pipe: a terminal would wait for more
+    int store_ = -1;      // what was read of a pipe, from its beginning
     long stored_ = 0;
     bool keeping_ = true;
 };
