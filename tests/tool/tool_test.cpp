@@ -1,6 +1,7 @@
 #include "tool/tool_test.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +38,17 @@ Running::~Running() {
 }
 
 void Running::signal(int number) const { kill(process_, number); }
+
+void Running::waitUntilItCatches(int number) const {
+    const std::string path = "/proc/" + std::to_string(process_) + "/status";
+    for (;;) {
+        const std::string status = readFile(path);
+        const std::size_t caught = status.find("SigCgt:");
+        const bool isAlive = caught != std::string::npos && status.find("State:\tZ") == std::string::npos;
+        if (!isAlive || (std::stoull(status.substr(caught + 7), nullptr, 16) >> (number - 1) & 1U) != 0) return;
+        sched_yield();
+    }
+}
 
 Finished Running::wait() {
     int status = 0;

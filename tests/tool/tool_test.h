@@ -32,6 +32,9 @@ public:
     ~Running();  // kills it when nobody waited
 
     void signal(int number) const;
+
+    // Waits until the program has said that it deals with a signal itself, unless it has ended before.
+    void waitUntilItCatches(int number) const;
     Finished wait();
 
     // What it has written to standard output and standard error so far.

@@ -14,15 +14,21 @@ long rowsShown(KtWorkTableFile& table) {
     return uri->getRangeCount() < 0 ? left : std::min(left, uri->getRangeCount());
 }
 
-// A constant's width counts characters, where a stored text is cut by bytes: no text that is there may be cut.
-static int widthOf(const ColumnInfo& column) { return column.width > 0 ? std::max(column.width, column.longest - 1) : 0; }
+// The width of a constant counts characters, where that of a stored text counts bytes: in a new table it would cut the text.
+static int widthOf(const ColumnInfo& column, KtWorkTableURI& shown, int number) {
+    const bool isConstant = shown.getColumnType(number) != ktbTypeNone;
+    return isConstant ? std::max(column.width, shown.getColumnSource(number).cStrSize() - 1) : column.width;
+}
 
 Outcome defineLike(KtWorkTableFile& source, KtWorkTableFile& target) {
     std::vector<ColumnInfo> columns;
     if (Outcome read = columnsOf(source, &columns); !read.ok()) return read;
+    const Uri shown(getURIFromURIString(source.toURIString(true)));
+    if (!shown) return libraryFailure("", KtbString());
     int number = 0;
     for (const ColumnInfo& column : columns) {
-        if (!target.defineColumnInfo(number++, column.name.c_str(), column.type, widthOf(column))) {
+        const int width = widthOf(column, *shown, number);
+        if (!target.defineColumnInfo(number++, column.name.c_str(), column.type, width)) {
             return libraryFailure("", target.getError());
         }
     }
