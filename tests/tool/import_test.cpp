@@ -1,4 +1,6 @@
 // Making tables from CSV files: the files that there are, what becomes of them, and what is said of those that are wrong.
+#include <stdlib.h>
+
 #include "support/sanitizers.h"
 #include "tool/scene.h"
 
@@ -226,6 +228,19 @@ TEST_F(ImportTest, ReadsStandardInputFromWhereItStands) {
     words.insert(words.begin(), {"/bin/sh", "-c", "read line; exec \"$@\"", "sh"});
     const Finished import = Running(words, file("a.csv", "a heading\na,b\n1,2\n")).wait();
     EXPECT_EQ(rows(nameOf(import)), "1,2\n");
+}
+
+TEST_F(ImportTest, AsksATerminalForNoMoreThanOneEnd) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0) << std::strerror(errno);
+    const int keyboard = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(keyboard, 0);
+    const std::string typed = "a,b\n1,2\n\x04";  // Ctrl-D ends the input
+    EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    const Finished import = Running(command({"import", "-"}), ptsname(terminal)).wait();
+    EXPECT_EQ(rows(nameOf(import)), "1,2\n");
+    close(keyboard);
+    close(terminal);
 }
 
 TEST_F(ImportTest, SortsTheRows) {
