@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "ktb/worktable_uri.h"
+#include "ktwt/inspect.h"
 
 namespace fuzzing {
 
@@ -164,7 +165,40 @@ void askForPartition(const KtbString& name, Input& choices) {
     }
 }
 
+class FileCounter : public KtWorkTableFileVisitor {
+public:
+    bool visit(const KtWorkTableFilePart& file) override {
+        require(file.path != nullptr && file.bytes >= -1, "a file has a name, and a size if it is there");
+        ++count;
+        return true;
+    }
+    long count = 0;
+};
+
+// The files are told whenever the table can be opened.
+void listFiles(const KtbString& name) {
+    FileCounter counter;
+    KtbString error;
+    const bool listed = ktwtListTableFiles(Place::get().path().c_str(), name, &counter, &error);
+    require(listed ? counter.count != 0 : error.length() != 0, "the files of a table are told, or why they are not");
+    require(listed || !openAll(name, false), "a table that can be opened has files");
+}
+
 }  // namespace
+
+long findingsIn(const KtbString& name, long rowsMax) {
+    KtWorkTableVerification counts = {};
+    KtbString error;
+    const bool looked = ktwtVerifyTable(Place::get().path().c_str(), name, nullptr, &counts, &error);
+    require(looked || error.length() != 0, "a table that cannot be looked at has its reason");
+    require(counts.rows <= rowsMax, "no more rows are gone through than the files have bytes for");
+    if (!looked || counts.findings != 0) return looked ? counts.findings : -1;
+    const Table table = openAll(name, false);
+    require(table != nullptr, "a table without findings can be opened");
+    bool whole = false;
+    require(readRows(*table, rowsMax, &whole) == counts.rows && whole, "a table without findings can be read");
+    return 0;
+}
 
 void readInEveryWay(const KtbString& name, long rowsMax, Input& choices) {
     readAll(name, rowsMax, false);
@@ -175,6 +209,8 @@ void readInEveryWay(const KtbString& name, long rowsMax, Input& choices) {
     readByItsUri(name, rowsMax, choices);
     askForFigures(name);
     askForPartition(name, choices);
+    listFiles(name);
+    findingsIn(name, rowsMax);
 }
 
 }  // namespace fuzzing

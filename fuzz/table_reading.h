@@ -30,8 +30,11 @@ inline constexpr char ofAnotherType[] = "of another type: ";
 // unless that is null.
 long readRows(KtWorkTableFile& table, long rowsMax, bool* whole, Rows* rows = nullptr);
 
+// What a verification of the table finds, -1 when it could not be looked at. A table without findings can be read.
+long findingsIn(const KtbString& name, long rowsMax);
+
 // Opens and reads the table all over: both ways, by selections, ranges and URIs that `choices` choose, as XML; asks for its
-// figures and its partition.
+// figures, its partition and its files, and verifies it.
 void readInEveryWay(const KtbString& name, long rowsMax, Input& choices);
 
 }  // namespace fuzzing

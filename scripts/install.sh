@@ -11,6 +11,10 @@ package_present() {
         libsqlite3-dev) header_present sqlite3.h ;;
         libxml2-utils) command -v xmllint ;;
         locales) command -v localedef && test -f /usr/share/i18n/locales/sv_SE ;;
+        dpkg-dev) command -v dpkg-shlibdeps ;;
+        libcli11-dev) header_present CLI/CLI.hpp ;;
+        libcsv-dev) header_present csv.h ;;
+        nlohmann-json3-dev) header_present nlohmann/json.hpp ;;
         qemu-user) command -v qemu-s390x ;;
         g++-s390x-linux-gnu) command -v s390x-linux-gnu-g++ ;;
         googletest) test -f /usr/src/googletest/googletest/CMakeLists.txt ;;

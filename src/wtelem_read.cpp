@@ -24,15 +24,9 @@
 #include "wtmessage.h"
 #include "wtrowio.h"
 
+using ktwt::decimalSize;
+using ktwt::indexEntrySize;
 using ktwt::RowInput;
-
-namespace {
-
-constexpr long indexEntrySize = 8;  // on disk
-constexpr unsigned char textSizeLong = 128;
-constexpr unsigned long decimalSize = 24;
-
-}  // namespace
 
 bool KTWTFileElement::seek(long row) {
     if (currentRow_ == row) return true;
@@ -216,16 +210,6 @@ template <class Number>
     return true;
 }
 
-// The size of a text with its NUL; 0, which no text has, when it could not be read.
-[[gnu::always_inline]] inline unsigned long decodeTextSize(RowInput& in) {
-    unsigned char size[4];
-    if (!in.get(size, 1)) return 0;
-    if ((size[0] & textSizeLong) == 0) return size[0];
-    if (!in.get(size + 1, 3)) return 0;
-    return (size[0] & 127UL) << 24 | static_cast<unsigned long>(size[1]) << 16 | static_cast<unsigned long>(size[2]) << 8 |
-           size[3];
-}
-
 // Where a text goes that is not in the file layer's buffer as a whole, and how long a text may be.
 struct TextBuffer {
     unsigned char* bytes;
@@ -235,7 +219,7 @@ struct TextBuffer {
 
 // A text without its NUL, or longer than the header says any text is, is damage: it would not fit the buffer.
 [[gnu::always_inline]] inline bool decodeText(RowInput& in, TextBuffer& texts, KtbDatavar* destination) {
-    const unsigned long count = decodeTextSize(in);
+    const unsigned long count = ktwt::takeTextSize(in);
     if (count == 0 || count > texts.size) return false;
     const unsigned char* text = in.getInPlace(count);
     if (text == nullptr) {
@@ -262,7 +246,7 @@ struct TextBuffer {
 
 [[gnu::always_inline]] inline bool passPayload(RowInput& in, unsigned char code) {
     if (code == ktwt::storedString) {
-        const unsigned long count = decodeTextSize(in);
+        const unsigned long count = ktwt::takeTextSize(in);
         return count != 0 && in.pass(count);
     }
     return code > ktwt::storedString || in.pass(payloadSizes[code]);

@@ -86,6 +86,13 @@ bool KTWTFileImpl::openHeader(const KtbString& name, OpenMode mode, long* range)
     return opened || abandonOpening();
 }
 
+bool KTWTFileImpl::openForInspection(const KtbString& name) {
+    name_ = name;
+    if (name_.isNull() != name.isNull()) return fail(KTWT_MESSAGE(29, "(work table name)"));
+    readOnly_ = true;
+    return openHeaderFile(true);
+}
+
 bool KTWTFileImpl::openHeaderFile(bool readOnly) {
     const int mode = readOnly ? np_mode_read : np_mode_append;
     const bool pathKnown = headerPath_.length() != 0;

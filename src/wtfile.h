@@ -108,8 +108,17 @@ public:
     // The name itself: a copy may find no memory.
     const KtbString& headerName() const { return name_; }
 
+    // Opens and holds the header file as a reader does, without reading it, for callers who look at the table from outside.
+    bool openForInspection(const KtbString& name);
+    np_file* headerHandle() const { return headerFile_; }
+    const KtbString& headerPath() const { return headerPath_; }
+
     // Reads what a header file tells, from its start, without opening the table. The handle stays the caller's.
     bool readHeader(np_file* file);
+
+    // Whether a header was never finished: it gets its fixed part last, so that it is shorter than that or begins with zeros
+    // until then. *known is false when the disk does not tell.
+    static bool isUnfinished(np_file* file, bool* known);
 
     // Whether somebody began to remove the table of the header that has just been read from there.
     static bool isMarkedForRemoval(np_file* file);

@@ -124,11 +124,22 @@ bool KTWTFileImpl::skipExtra(int length, int known) {
 }
 
 bool KTWTFileImpl::readHeader(np_file* file) {
+    np_file* const own = headerFile_;
     headerFile_ = file;
     const bool placed = np_fio_seek64(file, 0, np_from_start) == 0;
     const bool read = placed ? restoreHeader() : fail(KTWT_MESSAGE(1773));
-    headerFile_ = nullptr;
+    headerFile_ = own;
     return read;
+}
+
+bool KTWTFileImpl::isUnfinished(np_file* file, bool* known) {
+    unsigned char fixed[fixedSize];
+    const long size = np_fio_seek64(file, 0, np_from_end);
+    const bool placed = size >= 0 && np_fio_seek64(file, 0, np_from_start) == 0;
+    const auto wanted = static_cast<unsigned long>(std::min<long>(size, fixedSize));
+    *known = placed && np_fio_getb(file, fixed, wanted) == wanted;
+    if (!*known) return false;
+    return size < fixedSize || std::all_of(fixed, fixed + fixedSize, [](unsigned char byte) { return byte == 0; });
 }
 
 bool KTWTFileImpl::isMarkedForRemoval(np_file* file) {

@@ -2,6 +2,7 @@
 #ifndef KTWT_WTMESSAGE_H
 #define KTWT_WTMESSAGE_H
 
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -52,6 +53,9 @@ inline KtbString copyOfFailure(const KtbString& error) {
     setFailure(&copy, error);
     return copy;
 }
+
+// Whether a failure's text says that memory was exhausted: for callers to whom other failures are an answer.
+inline bool isExhaustion(const KtbString& text) { return std::strncmp(text.asCstr(), "KTWT-0029:", 10) == 0; }
 
 }  // namespace ktwt
 

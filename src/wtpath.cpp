@@ -160,19 +160,29 @@ PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& 
     });
 }
 
-long findFileSize(const KTWTManagerImpl& manager, const KtbString& name, const char* prefix) {
-    long size = 0;
-    if (!isFileName(name, prefix)) return size;
-    tryDirectories(manager, 0, [&](const KtbString& directory, PlacedFile*) {
-        char path[np_path_max];
+int findFile(const KTWTManagerImpl& manager, int* directory, const KtbString& name, const char* prefix, char* path,
+             unsigned long pathSize, long* bytes) {
+    if (!isFileName(name, prefix)) return np_err_no_such_file;
+    const PlacedFile found = tryDirectories(manager, *directory, [&](const KtbString&, PlacedFile* result) {
         np_status64 status;
-        const bool found = !holdsNothing(directory) &&
-                           np_fio_pcat(directory.asCstr(), name.asCstr(), path, sizeof path) == np_ok &&
-                           np_fio_stat64(path, &status) == np_ok;
-        if (found) size = status.size;
-        return found;
+        result->code = pathOf(manager, result->directory, name, path, pathSize);
+        if (result->code == np_ok) result->code = np_fio_stat64(path, &status);
+        if (result->code == np_ok) *bytes = status.size;
+        return result->code != np_err_no_such_file;
     });
-    return size;
+    if (found.code == np_ok) *directory = found.directory;
+    return found.code;
+}
+
+bool isMissing(int code) {
+    return code == np_err_no_such_file || code == np_err_not_regular || code == np_err_is_directory || code == np_err_name;
+}
+
+long findFileSize(const KTWTManagerImpl& manager, const KtbString& name, const char* prefix) {
+    char path[np_path_max];
+    int directory = 0;
+    long size = 0;
+    return findFile(manager, &directory, name, prefix, path, sizeof path, &size) == np_ok ? size : 0;
 }
 
 }  // namespace ktwt

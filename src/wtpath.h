@@ -2,6 +2,8 @@
 #ifndef KTWT_WTPATH_H
 #define KTWT_WTPATH_H
 
+#include <memory>
+
 #include "ktb/fio.h"
 #include "ktb/string.h"
 
@@ -38,6 +40,12 @@ private:
     char text_[80];
 };
 
+// A file of which nothing can be lost when it is closed, because nothing was written through this handle.
+struct CloseFile {
+    void operator()(np_file* file) const { np_fio_close(file); }
+};
+using FileHandle = std::unique_ptr<np_file, CloseFile>;
+
 // What came of looking for a place for a file, or for the file.
 struct PlacedFile {
     int code = np_err_no_such_file;  // of the last attempt; np_ok when `file` is open
@@ -63,7 +71,17 @@ PlacedFile openFile(const KTWTManagerImpl& manager, int first, const KtbString& 
 // Joins a directory of the manager and a name; an empty directory has no files (np_err_no_such_file).
 int pathOf(const KTWTManagerImpl& manager, int directory, const KtbString& name, char* path, unsigned long size);
 
-// The size of the file `name` in the first directory that holds it; 0 when none does, or isFileName() refuses the name.
+// Where openFile() would open the file, and its size, without opening it. Returns an error code of the file layer;
+// np_err_no_such_file also for a name that isFileName() refuses. What `directory` the search ended in is where that of another
+// file of the same data element begins.
+int findFile(const KTWTManagerImpl& manager, int* directory, const KtbString& name, const char* prefix, char* path,
+             unsigned long pathSize, long* bytes);
+
+// Whether the answer to a search is that there is no such file, or something else in its place. Any other failure leaves that
+// open.
+bool isMissing(int code);
+
+// The size of the file `name`; 0 when it cannot be found.
 long findFileSize(const KTWTManagerImpl& manager, const KtbString& name, const char* prefix);
 
 // Splits off the last part of a path. Returns an error code of the file layer.

@@ -14,6 +14,9 @@
 
 namespace ktwt {
 
+inline constexpr long indexEntrySize = 8;         // on disk
+inline constexpr unsigned long decimalSize = 24;  // on disk, without its flag
+
 // Rows taken one after another. The view is kept from row to row and moved within as long as it reaches, so that a row in it
 // costs no call at all; the file's own position lags behind until it is needed.
 class RowInput {
@@ -101,6 +104,18 @@ private:
     long base_ = 0;      // where in the file the view begins
     long position_ = 0;  // the file's own position
 };
+
+// The size of a text with its NUL, which stands before it; 0, which no text has, when it could not be read.
+template <class Input>
+[[gnu::always_inline]] inline unsigned long takeTextSize(Input& in) {
+    constexpr unsigned char sizeOfFourBytes = 128;
+    unsigned char size[4];
+    if (!in.get(size, 1)) return 0;
+    if ((size[0] & sizeOfFourBytes) == 0) return size[0];
+    if (!in.get(size + 1, 3)) return 0;
+    return (size[0] & 127UL) << 24 | static_cast<unsigned long>(size[1]) << 16 | static_cast<unsigned long>(size[2]) << 8 |
+           size[3];
+}
 
 class RowOutput {
 public:

@@ -84,10 +84,12 @@ void OrphanSweep::readHeader(WorkFile* header) {
     header->state = code == np_ok ? stateOf(file.get(), &table, &ignored) : HeaderState::unreadable;
 }
 
-// Looks at a header, and marks what a finished one tells of, unless its table is being removed.
+// Looks at a header, and marks what a finished one tells of, unless its table is being removed. A finished header that is
+// damaged is something else than one that was never finished, and so is one that the disk does not deliver: what they told of
+// may be somebody's rows.
 HeaderState OrphanSweep::stateOf(np_file* file, KTWTFileImpl* table, KtbString* why) {
     bool known = false;
-    const bool unfinished = isUnfinished(file, &known);
+    const bool unfinished = KTWTFileImpl::isUnfinished(file, &known);
     if (!known) *why = KtbString(textOf(np_err_io), true);
     if (!known || unfinished) return known ? HeaderState::unfinished : HeaderState::unreadable;
     if (table->readHeader(file)) {
@@ -98,18 +100,6 @@ HeaderState OrphanSweep::stateOf(np_file* file, KTWTFileImpl* table, KtbString* 
     *why = table->getError();
     if (why->cStrSize() == 1) *why = KtbString(textOf(np_err_memory), true);
     return HeaderState::unreadable;
-}
-
-// A header gets its fixed part last, so one that was never finished is shorter than that or begins with zeros. A finished one
-// that is damaged is something else, and so is one that the disk does not deliver: what they told of may be somebody's rows.
-bool OrphanSweep::isUnfinished(np_file* file, bool* known) {
-    unsigned char fixed[headerFixedSize];
-    const long size = np_fio_seek64(file, 0, np_from_end);
-    const bool placed = size >= 0 && np_fio_seek64(file, 0, np_from_start) == 0;
-    const auto wanted = static_cast<unsigned long>(std::min<long>(size, headerFixedSize));
-    *known = placed && np_fio_getb(file, fixed, wanted) == wanted;
-    if (!*known) return false;
-    return size < headerFixedSize || std::all_of(fixed, fixed + headerFixedSize, [](unsigned char byte) { return byte == 0; });
 }
 
 // Uses the listed files that a header tells of, in whichever directories they are. It may tell of any name, also of one

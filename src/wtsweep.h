@@ -39,10 +39,7 @@ public:
     const KtWorkTableSweep& counts() const { return counts_; }
 
 private:
-    struct CloseFile {
-        void operator()(np_file* file) const { np_fio_close(file); }  // nothing was written that could be lost
-    };
-    using File = std::unique_ptr<np_file, CloseFile>;
+    using File = FileHandle;
 
     // A header that is to go after its files.
     struct Seized {
@@ -57,7 +54,6 @@ private:
     // Finding out what headers say
     void readHeader(WorkFile* header);
     HeaderState stateOf(np_file* file, KTWTFileImpl* table, KtbString* why);
-    bool isUnfinished(np_file* file, bool* known);
     template <class Use>
     bool forFilesOf(const KTWTFileImpl& table, Use use);
     template <class Use>

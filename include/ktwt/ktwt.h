@@ -7,6 +7,7 @@
 #include "ktwt/bytes.h"
 #include "ktwt/cursor.h"
 #include "ktwt/file.h"
+#include "ktwt/inspect.h"
 #include "ktwt/ktwf.h"
 #include "ktwt/manager.h"
 #include "ktwt/sweep.h"

@@ -110,6 +110,13 @@ TEST(SlotTest, CallersCallAStringCursorsOperationsInThisOrder) {
     EXPECT_EQ(slot(&C::top), 8u);
 }
 
+// What callers implement, and the library calls.
+TEST(SlotTest, TheLibraryCallsAVisitorsOnlyOperation) {
+    EXPECT_EQ(slot(&KtWorkTableOrphanVisitor::visit), 0u);
+    EXPECT_EQ(slot(&KtWorkTableFileVisitor::visit), 0u);
+    EXPECT_EQ(slot(&KtWorkTableFindingVisitor::visit), 0u);
+}
+
 // The operations that the cursors have in common stand in the same order; those of typed cursors have getColumnType in between.
 template <class Cursor>
 void expectCursorOrder(std::size_t afterType) {

@@ -44,9 +44,9 @@ TEST(SymbolTest, TheWorkTableLibraryExportsWhatItsMapLists) {
     const std::string listed = map.substr(map.find("global:"), map.find("local:") - map.find("global:"));
     const Names expected = allMatches(listed, "([A-Za-z_0-9]+);");
     EXPECT_EQ(exportsOf(KTWT_LIBRARY), expected);
-    for (const char* name :
-         {"ktwtCreateManager", "ktwtCreateCursor", "ktwtCreateStringCursor", "ktwtCreateStringKTWFCursor", "ktwtSweepOrphans",
-          "ktwfCursorFPs", "reverseBytes", "ktx_build_info", "ktx_build_version", "ktx_build_number"}) {
+    for (const char* name : {"ktwtCreateManager", "ktwtCreateCursor", "ktwtCreateStringCursor", "ktwtCreateStringKTWFCursor",
+                             "ktwtListTableFiles", "ktwtSweepOrphans", "ktwtVerifyTable", "ktwfCursorFPs", "reverseBytes",
+                             "ktx_build_info", "ktx_build_version", "ktx_build_number"}) {
         EXPECT_EQ(expected.count(name), 1u) << name;
     }
 }

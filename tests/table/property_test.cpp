@@ -1,4 +1,5 @@
 // Random tables, written, read back in every way, and compared with a model in memory.
+#include "table/findings.h"
 #include "table/table_check.h"
 
 namespace {
@@ -49,6 +50,15 @@ protected:
         EXPECT_EQ(written.elementSize, model.elementSize);
     }
 
+    void expectSound(const TableModel& model) const {
+        std::string list;
+        for (const std::string& directory : directories_) list += (list.empty() ? "" : ":") + directory;
+        const Verified result = verify(list, name_);
+        EXPECT_EQ(result.findings, std::vector<Finding>()) << result.error;
+        EXPECT_EQ(result.counts.rows, static_cast<long>(model.rows.size()));
+        EXPECT_EQ(result.counts.elements, static_cast<long>(model.elementRows.size()));
+    }
+
     void writeAndReadBack(std::uint64_t seed) {
         Random random(seed);
         useDirectories(random.oneOf(std::vector<std::vector<std::string>>{{"a"}, {"a", "b"}, {"a", "b", "c"}}));
@@ -57,10 +67,12 @@ protected:
         if (HasFatalFailure()) return;
         compareFiles(model);
         if (directories_.size() > 1) scatter(&random);
+        expectSound(model);
         const std::size_t handles = openHandles();
         TableCheck check(manager_.get(), model, name_, &random);
         for (int i = 0; i < 4 && !HasFailure(); ++i) check.openOnce();
         table_files::reverseByteOrder(directories_, name_, std::endian::native);
+        expectSound(model);
         for (int i = 0; i < 3 && !HasFailure(); ++i) check.openOnce();
         EXPECT_EQ(openHandles(), handles);
         EXPECT_TRUE(manager_->remove(ktb(name_), &error_)) << error_.asCstr();

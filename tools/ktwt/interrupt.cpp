@@ -1,0 +1,23 @@
+#include "interrupt.h"
+
+#include <csignal>
+#include <initializer_list>
+
+namespace {
+
+volatile std::sig_atomic_t signalled = 0;
+
+void remember(int) { signalled = 1; }
+
+}  // namespace
+
+void catchInterrupts() {
+    struct sigaction once = {};
+    once.sa_handler = remember;
+    once.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &once, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool interrupted() { return signalled != 0; }

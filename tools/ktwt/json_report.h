@@ -1,0 +1,14 @@
+// Reports as JSON, on standard output.
+#ifndef TOOLS_KTWT_JSON_REPORT_H
+#define TOOLS_KTWT_JSON_REPORT_H
+
+#include <nlohmann/json.hpp>
+
+#include "outcome.h"
+
+using Json = nlohmann::ordered_json;
+
+// Bytes of names and texts that are not UTF-8 become U+FFFD.
+Outcome printJson(const Json& report);
+
+#endif
