@@ -80,7 +80,7 @@ protected:
     Finished signalled(std::vector<std::string> words, int number) {
         const StuckPipe stuck(files.file("stuck"));
         const Watch watch(tables.path());
-        Running running(inShell(command(std::move(words)), "", stuck.path()), "/dev/null");
+        Running running(command(std::move(words)), "/dev/null", stuck.path());
         watch.wait();
         running.signal(number);
         return running.wait();

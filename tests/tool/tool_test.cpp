@@ -18,14 +18,14 @@ void redirect(const std::string& path, int flags, int handle) {
 
 }  // namespace
 
-Running::Running(const std::vector<std::string>& words, const std::string& inputPath) {
+Running::Running(const std::vector<std::string>& words, const std::string& inputPath, const std::string& outputPath) {
     std::vector<char*> arguments;
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     process_ = fork();
     if (process_ != 0) return;
     redirect(inputPath, O_RDONLY, 0);
-    redirect(directory_.file("out"), O_WRONLY | O_CREAT | O_APPEND, 1);
+    redirect(outputPath.empty() ? directory_.file("out") : outputPath, O_WRONLY | O_CREAT | O_APPEND, 1);
     redirect(directory_.file("err"), O_WRONLY | O_CREAT | O_APPEND, 2);
     execvp(arguments[0], arguments.data());
     _exit(127);

@@ -25,8 +25,9 @@ struct Finished {
 // A program that is running. Its input ends at once unless some was given.
 class Running {
 public:
-    // `words` begins with the program. Its input is the file, "/dev/null" for none.
-    Running(const std::vector<std::string>& words, const std::string& inputPath);
+    // `words` begins with the program. Its input is the file, "/dev/null" for none. Its output is kept for out() unless it is
+    // to go to a file of the test's.
+    Running(const std::vector<std::string>& words, const std::string& inputPath, const std::string& outputPath = "");
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
     ~Running();  // kills it when nobody waited

@@ -56,12 +56,12 @@ private:
         std::vector<FoundHeader> headers;
         Outcome found = findHeaders(manager, &headers);
         std::vector<ListedTable> tables;
-        Outcome looked = lookAt(manager, headers, &tables);
+        if (!lookAt(manager, headers, &tables).ok()) return found;  // a Ctrl-C, of which run() tells
         for (const ListedTable& table : tables) {
             const bool unfinished = table.state == TableState::writing || table.state == TableState::orphan;
             if (!unfinished) names_.push_back(table.header.table);
         }
-        return looked.ok() ? found : looked;
+        return found;
     }
 
     std::string sizeOf(long bytes) const { return inBytes_ ? std::to_string(bytes) : humanBytes(bytes); }

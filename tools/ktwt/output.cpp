@@ -67,10 +67,14 @@ void Output::flush() {
 
 void Output::write(std::string_view bytes) {
     while (!bytes.empty() && !failed()) {
+        if (interrupted()) {  // a Ctrl-C that came before would not end a write that waits for its reader
+            error_ = EINTR;
+            return;
+        }
         const ssize_t written = ::write(handle_, bytes.data(), bytes.size());
         if (written >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR || interrupted()) {
+        } else if (errno != EINTR) {
             error_ = errno;
         }
     }
