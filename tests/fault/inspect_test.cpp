@@ -69,8 +69,9 @@ protected:
     // A disk that says that a file is not there is believed, and a header that comes short is taken for one that is cut off. So
     // are they in this test.
     static bool mayLookLikeDamage(const Faults& faults) {
+        if (!faults.injected() || dynamic_cast<const MemoryFaults*>(&faults) != nullptr) return false;
         const auto* fileFaults = dynamic_cast<const FileFaults*>(&faults);
-        if (fileFaults == nullptr || !fileFaults->injected()) return false;
+        if (fileFaults == nullptr) return true;  // of the system, which fails any file, or of both kinds
         const FileCall call = fileFaults->injectedCall();
         const bool isTransfer = call == FileCall::getb || call == FileCall::seek64;
         return isTransfer || fileFaults->fault().code == np_err_no_such_file;
