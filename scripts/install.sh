@@ -17,6 +17,8 @@ package_present() {
         nlohmann-json3-dev) header_present nlohmann/json.hpp ;;
         qemu-user) command -v qemu-s390x ;;
         g++-s390x-linux-gnu) command -v s390x-linux-gnu-g++ ;;
+        groff-base) command -v groff ;;
+        man-db) command -v man ;;
         googletest) test -f /usr/src/googletest/googletest/CMakeLists.txt ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
