@@ -113,4 +113,16 @@ TEST_F(AppendTest, KeepsItsPromiseWhenItIsInterrupted) {
     EXPECT_EQ(tables.names(), before);
 }
 
+TEST_F(AppendTest, RefusesColumnsOfAUriThatAreOfOtherTypes) {
+    const std::string target = make({{"n", ktbTypeInteger}, {"t"}}, {{"1", "x"}});
+    const std::string source = make({{"b"}, {"a", ktbTypeInteger}}, {{"y", "2"}});
+    EXPECT_FAILURE(ktwt({"append", target, "ktwt:" + source + "?col=b&col=a"}), 2, "column \"b\" is of type string");
+    EXPECT_FAILURE(ktwt({"append", target, "ktwt:" + source + "?col=k:decimal=1&col=b"}), 2, "column \"k\" is of type decimal");
+    EXPECT_FAILURE(ktwt({"append", target, "ktwt:" + source + "?col=a"}), 2, target);
+    EXPECT_FAILURE(ktwt({"append", target, "ktwt:" + source + "?rows=x"}), 2, "no valid URI");
+    EXPECT_EQ(rows(target), "1,x\n");
+    EXPECT_EQ(ktwt({"append", target, "ktwt:" + source + "?col=a&col=b"}).status, 0);
+    EXPECT_EQ(rows(target), "1,x\n2,y\n");
+}
+
 }  // namespace

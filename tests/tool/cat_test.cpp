@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -129,7 +130,6 @@ TEST_F(CatTest, ShowsWhatAUriChooses) {
     const std::string table = make({{"a"}, {"b"}}, {{"1", "2"}, {"3", "4"}, {"5", "6"}});
     EXPECT_EQ(cat({"ktwt:" + table + "?rows=1,1&col=x=b&col=land:string=DE"}), "x,land\n4,DE\n");
     EXPECT_EQ(cat({"ktwt:" + table + "?rows=1,-1&col=a", "--reverse"}), "a\n5\n3\n");
-    EXPECT_EQ(cat({"ktwt:" + table + "?col=nowhere"}), "nowhere\n\n\n\n");  // which is a null in every row
 }
 
 TEST_F(CatTest, LetsOptionsAddWhatAUriLeavesOpen) {
@@ -163,6 +163,55 @@ TEST_F(CatTest, WritesAFileOnlyWhenItIsComplete) {
     expectRefused({table, "-o", path}, 6, table);
     EXPECT_EQ(readFile(path), "{\"a\":\"z\"}\n");
     EXPECT_EQ(files.names(), std::vector<std::string>{"rows.csv"});
+}
+
+TEST_F(CatTest, ReplacesWhatALinkLeadsToAndKeepsTheLink) {
+    const std::string table = make({{"a"}}, {{"x"}});
+    const std::string target = file("target.csv", std::string(1000, 'o'));
+    const std::string link = files.file("link");
+    const std::string outer = files.file("outer");
+    ASSERT_EQ(symlink("target.csv", link.c_str()), 0);
+    ASSERT_EQ(symlink(link.c_str(), outer.c_str()), 0);
+    EXPECT_EQ(cat({table, "-o", outer}), "");
+    EXPECT_EQ(readFile(target), "a\nx\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(outer) && std::filesystem::is_symlink(link));
+    ASSERT_EQ(unlink(target.c_str()), 0);
+    EXPECT_EQ(cat({table, "-o", link}), "");
+    EXPECT_EQ(readFile(target), "a\nx\n");
+    EXPECT_EQ(files.names(), (std::vector<std::string>{"link", "outer", "target.csv"}));
+}
+
+TEST_F(CatTest, RefusesALinkThatLeadsToItself) {
+    const std::string link = files.file("link");
+    ASSERT_EQ(symlink("link", link.c_str()), 0);
+    expectRefused({make({{"a"}}, {{"x"}}), "-o", link}, 3, link);
+}
+
+TEST_F(CatTest, WritesToDevStdoutWhereOthersWriteToo) {
+    const std::string log = file("log", "before\n");
+    std::string words = "{ ";
+    for (const std::string& word : command({"cat", make({{"a"}}, {{"x"}}), "-o", "/dev/stdout"})) words += "'" + word + "' ";
+    words += "; echo after; } ";
+    EXPECT_EQ(Running({"sh", "-c", words + ">> " + log}, "/dev/null").wait().status, 0);
+    EXPECT_EQ(readFile(log), "before\na\nx\nafter\n");
+    EXPECT_EQ(Running({"sh", "-c", words + "> " + log}, "/dev/null").wait().status, 0);
+    EXPECT_EQ(readFile(log), "a\nx\nafter\n");
+}
+
+TEST_F(CatTest, TellsOfColumnsOfAUriThatAreNotThere) {
+    const std::string table = make({{"a"}, {"b"}}, {{"1", "2"}});
+    const std::string uri = "ktwt:" + table + "?col=A&col=zz&col=n=DE&col=land:string=DE&col=yy";
+    const Finished run = ktwt({"cat", uri});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "a,zz,n,land,yy\n1,,DE,DE,\n");
+    EXPECT_EQ(run.err, "ktwt: " + uri + ": nulls stand for what is no column: zz, yy; there are a, b\n");
+    EXPECT_EQ(ktwt({"partition", uri, "2"}).err, run.err);
+}
+
+TEST_F(CatTest, SaysThatAUriIsNone) {
+    const std::string table = make({{"a"}}, {{"1"}});
+    expectRefused({"ktwt:" + table + "?rows=x&col=a"}, 2, "no valid URI");
+    EXPECT_NE(ktwt({"info", "KTWT:" + table + "?rows=x&col=a"}).err.find("no valid URI"), std::string::npos);
 }
 
 TEST_F(CatTest, WritesTheRowsBeforeADamagedOneAndSaysSo) {

@@ -149,6 +149,12 @@ TEST_F(ImportTest, GivesColumnsTheTypesThatAreAskedFor) {
     EXPECT_EQ(throughATable("", {"--no-header", "--types", "string,date"}), "c1,c2\n");
 }
 
+TEST_F(ImportTest, SortsDoublesAsNumbersAndKeepsTheirTexts) {
+    const std::string csv = "f\n1e5\n0.1234567890123456789\n-2.50\n99999\n";
+    EXPECT_EQ(throughATable(csv, {"--types", "double"}), csv);
+    EXPECT_EQ(throughATable(csv, {"--types", "double", "--sort", "f"}), "f\n-2.50\n0.1234567890123456789\n99999\n1e5\n");
+}
+
 TEST_F(ImportTest, SaysWhereAFieldDoesNotConvert) {
     const std::string csv = "city,people\nUlm,1\n\"two\nlines\",2\nKiel,\"12\n x\"\n";
     EXPECT_EQ(badBytes(csv, {"--types", "people:integer"}), "a.csv:5:2: \"12\\n x\" is no integer (column \"people\")\n");
@@ -192,8 +198,30 @@ TEST_F(ImportTest, RefusesOptionsThatMakeNoSense) {
     EXPECT_NE(badUsage("a,b\n", {"--separator", "\""}).find("--separator"), std::string::npos);
     EXPECT_NE(badUsage("a,b\n", {"--empty", "zero"}).find("--empty"), std::string::npos);
     EXPECT_NE(badUsage("a,b\n", {"--no-dups"}).find("--sort"), std::string::npos);
-    EXPECT_NE(badUsage("a,b\n1,2\n", {"--sort", "c"}).find("\"c\""), std::string::npos);
+    EXPECT_NE(badUsage("a,b\n", {"--memory", "-1", "--sort", "a"}).find("--memory: \"-1\" is no size"), std::string::npos);
+    EXPECT_NE(badUsage("a,b\n", {"--memory", "1.5G", "--sort", "a"}).find("\"1.5G\" is no size"), std::string::npos);
+    EXPECT_NE(badUsage("a,b\n", {"--element-size", "8EiB"}).find("\"8EiB\" is more than any"), std::string::npos);
+    EXPECT_NE(badUsage("a,b\n", {"--element-size", "-1"}).find("--element-size: \"-1\""), std::string::npos);
     EXPECT_EQ(ktwt({"import"}).status, 2);
+}
+
+// The row that is no good would be told of instead, had the file been read.
+TEST_F(ImportTest, TellsOfAnUnknownSortKeyBeforeItReadsTheFile) {
+    EXPECT_EQ(badUsage("a,b\n1\n", {"--sort", "a,c"}), "a.csv: no column \"c\" to sort by; there are a, b\n");
+}
+
+// Without a limit, the whole file would be in memory before anybody hears of it.
+TEST_F(ImportTest, RefusesARecordThatIsTooLong) {
+    const std::string path = file("a.csv", "a\n\"");
+    std::filesystem::resize_file(path, 300 << 20);
+    EXPECT_FAILURE(ktwt({"import", path}), 6, "a.csv:2:1: the record is longer than 256 MiB; perhaps the quote");
+    EXPECT_TRUE(tables.names().empty());
+}
+
+TEST_F(ImportTest, ShowsHelpThatFitsATerminal) {
+    for (const std::string command : {"import", "sort"}) {
+        for (const std::string& line : lines(ktwt({command, "--help"}).out)) EXPECT_LE(line.size(), 80U) << line;
+    }
 }
 
 TEST_F(ImportTest, SaysWhichFileCannotBeRead) {
@@ -308,7 +336,8 @@ TEST_F(ImportTest, LeavesNothingBehindWhenAPipeCannotBeKept) {
     std::vector<std::string> words = command({"import", "-"});
     words.insert(words.begin(),
                  {"/bin/sh", "-c", "cat \"$0\" | { ulimit -f 8; exec \"$@\"; }", file("a.csv", manyRows(20000))});
-    EXPECT_FAILURE(Running(words, "/dev/null").wait(), 4, "ktwt: standard input: File too large");
+    EXPECT_FAILURE(Running(words, "/dev/null").wait(), 4,
+                   "ktwt: " + tables.path() + ": File too large (what is read from standard input is kept there)");
     EXPECT_TRUE(tables.names().empty());
 }
 

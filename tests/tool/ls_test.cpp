@@ -153,9 +153,24 @@ TEST_F(LsTest, TellsOfADirectoryThatCannotBeReadAfterTheOthers) {
     const Finished ls = Running({KTWT_TOOL, "ls", "--names", "--dirs", noDirectory + ":" + tables.path()}, "/dev/null").wait();
     EXPECT_EQ(ls.out, table + "\n");
     EXPECT_FAILURE(ls, 3, noDirectory);
-    const Finished missing = Running({KTWT_TOOL, "ls", "--dirs", files.file("nowhere")}, "/dev/null").wait();
-    EXPECT_EQ(missing.status, 0);
-    EXPECT_EQ(missing.out, "");
+}
+
+TEST_F(LsTest, TellsOfADirectoryThatIsNotThereAsOthersDo) {
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"ls"}, {"ls", "--names"}, {"ls", "--json"}, {"du"}, {"du", "--json"}, {"sweep"}, {"sweep", "--yes", "--json"}}) {
+        std::vector<std::string> command = words;
+        command.insert(command.begin(), KTWT_TOOL);
+        command.insert(command.end(), {"--dirs", files.file("nowhere") + ":" + tables.path()});
+        EXPECT_FAILURE(Running(command, "/dev/null").wait(), 3, files.file("nowhere") + ": ");
+    }
+}
+
+TEST_F(LsTest, ShowsNoNameThatWouldDisturbATerminal) {
+    writeFile(tables.file("ktwt_\x1B[31m\nred"), "no header");
+    EXPECT_EQ(ktwt({"ls", "--names"}).out, "ktwt_\\x1b[31m\\nred\n");
+    const Finished verify = ktwt({"verify", "ktwt_\x1B[31m\nred"});
+    EXPECT_EQ(verify.status, 1);
+    EXPECT_NE(verify.out.find("/ktwt_\\x1b[31m\\nred: "), std::string::npos) << verify.out;
 }
 
 TEST_F(LsTest, RefusesWordsThatMakeNoSense) {

@@ -73,4 +73,21 @@ TEST_F(PartitionTest, TellsWhatIsWrong) {
     EXPECT_FAILURE(ktwt({"partition", table, "2"}), 6, table);
 }
 
+// The example that the help gives, run as it stands there.
+TEST_F(PartitionTest, HasAnExampleInWhichNoWorkerWritesOverAnothersRows) {
+    const std::string table = counting(40);
+    const std::string help = ktwt({"partition", "--help"}).out;
+    const std::size_t begin = help.find("ktwt partition $towns 4 |");
+    const std::size_t end = help.find(" sh\n", begin);
+    ASSERT_NE(end, std::string::npos) << help;
+    const std::string program = KTWT_TOOL;
+    const std::string setting = "cd " + files.path() + "; PATH=" + program.substr(0, program.rfind('/')) +
+                                ":$PATH; towns=" + table + "; export KTB_BASE_TEMP=" + tables.path() + "; ";
+    const std::string example = help.substr(begin, end + 3 - begin);
+    const Finished run = Running({"/bin/sh", "-c", setting + example + "; grep -hv n part.*.csv | sort -n"}, "/dev/null").wait();
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(files.names("part.").size(), 4U);
+    EXPECT_EQ(run.out, rows(table));
+}
+
 }  // namespace

@@ -10,23 +10,24 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "tool/rows_fixture.h"
 
-// Tells of files that appear in a directory, from the making of the object on.
+// Tells of files that appear in a directory, or of what else is asked for, from the making of the object on.
 class Watch {
 public:
-    explicit Watch(const std::string& directory) : handle_(inotify_init1(IN_CLOEXEC)) {
-        EXPECT_GE(inotify_add_watch(handle_, directory.c_str(), IN_CREATE), 0) << std::strerror(errno);
+    explicit Watch(const std::string& directory, std::uint32_t events = IN_CREATE) : handle_(inotify_init1(IN_CLOEXEC)) {
+        EXPECT_GE(inotify_add_watch(handle_, directory.c_str(), events), 0) << std::strerror(errno);
     }
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
     ~Watch() { close(handle_); }
 
-    // Waits until something appears.
+    // Waits until something happens.
     void wait() const {
         alignas(inotify_event) char events[4096];
         EXPECT_GT(read(handle_, events, sizeof events), 0);

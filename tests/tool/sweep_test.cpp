@@ -73,4 +73,16 @@ TEST_F(SweepTest, TellsWhatIsWrong) {
     EXPECT_FAILURE(withFullOutput({"sweep"}), 4, "standard output");
 }
 
+// However far it has come, it tells what is gone.
+TEST_F(SweepTest, TellsWhatItHasRemovedWhenCtrlCComes) {
+    for (int i = 0; i < 40; ++i) leaveOrphans();
+    const Watch watch(tables.path(), IN_DELETE);
+    Running running(command({"sweep", "--yes"}), "/dev/null");
+    watch.wait();
+    running.signal(SIGINT);
+    const Finished sweep = running.wait();
+    EXPECT_EQ(sweep.status, tables.names().empty() ? sweep.status : 7);
+    EXPECT_NE(sweep.out.find(" removed"), std::string::npos) << sweep.out << sweep.err;
+}
+
 }  // namespace

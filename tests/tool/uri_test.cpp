@@ -110,4 +110,15 @@ TEST_F(UriTest, NamesATableThatIsNotThere) {
     EXPECT_NE(run.err.find("ktwt_nowhere"), std::string::npos) << run.err;
 }
 
+TEST_F(UriTest, TellsWhenAReportHasBytesThatJsonCannotHold) {
+    const std::string name = make({{"a\xFF"}}, {{"1"}});
+    const std::string other = make({{"b\xFF"}}, {{"1"}});
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"uri", "--json", "--explain", "ktwt:t?col=a%FF"}, {"info", "--json", name}, {"compare", "--json", name, other}}) {
+        const Finished run = ktwt(words);
+        EXPECT_NE(run.out.find("\xEF\xBF\xBD"), std::string::npos) << run.out;
+        EXPECT_EQ(run.err, "ktwt: the report has bytes that JSON cannot hold; U+FFFD stands for each\n");
+    }
+}
+
 }  // namespace

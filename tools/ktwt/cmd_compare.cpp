@@ -147,8 +147,8 @@ public:
     const char* examples() const override {
         return "    $ ktwt compare $a $b && echo same       says what differs first, if anything\n"
                "    $ ktwt compare --quiet $a $b            only the exit status\n"
-               "    $ ktwt compare \"$(ktwt uri $a --columns city)\" \"$(ktwt uri $b --columns city)\"\n"
-               "                                            one column of each\n";
+               "    $ ktwt compare \"$(ktwt uri $a --rows 0,9)\" \"$(ktwt uri $b --rows 0,9)\"\n"
+               "                                            the first nine rows of each\n";
     }
     const char* details() const override {
         return "Columns are the same when name and type are, values when type and text are: the\n"

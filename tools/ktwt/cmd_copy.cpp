@@ -10,9 +10,10 @@ public:
     const char* name() const override { return "copy"; }
     const char* summary() const override { return "Copy a table, or some of its rows and columns, into a new table"; }
     const char* examples() const override {
-        return "    $ ktwt copy $towns                                a copy beside it; prints the new name\n"
-               "    $ ktwt copy $towns --to /mnt/archive              a copy in another place\n"
-               "    $ ktwt copy \"$(ktwt uri $towns --rows 0,100)\"     the first hundred rows\n";
+        return "    $ ktwt copy $towns                      beside it; prints the new name\n"
+               "    $ ktwt copy $towns --to /mnt/archive    in another place\n"
+               "    $ ktwt copy \"$(ktwt uri $towns --rows 0,100)\"\n"
+               "                                            the first hundred rows\n";
     }
 
     void addOptions(CLI::App& app) override {

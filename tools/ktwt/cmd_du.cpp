@@ -1,3 +1,4 @@
+#include "characters.h"
 #include "commands.h"
 #include "failures.h"
 #include "human.h"
@@ -72,7 +73,7 @@ private:
         for (const Usage& usage : usages) {
             total += bytesOf(usage.files);
             if (showFiles_) printFiles(usage, out);
-            out.put(sizeOf(bytesOf(usage.files)) + "\t" + usage.table + "\n");
+            out.put(sizeOf(bytesOf(usage.files)) + "\t" + printable(usage.table) + "\n");
         }
         if (names_.size() != 1) out.put(sizeOf(total) + "\ttotal\n");
         return out.finish();
@@ -80,7 +81,7 @@ private:
 
     void printFiles(const Usage& usage, Output& out) const {
         for (const TableFile& file : usage.files) {
-            out.put((file.isThere() ? sizeOf(file.bytes) : "missing") + "\t" + file.path + "\n");
+            out.put((file.isThere() ? sizeOf(file.bytes) : "missing") + "\t" + printable(file.path) + "\n");
         }
     }
 

@@ -140,8 +140,8 @@ public:
     const char* name() const override { return "import"; }
     const char* summary() const override { return "Make a table from a CSV file and print its name"; }
     const char* examples() const override {
-        return "    $ ktwt import towns.csv                          finds out the types of the columns\n"
-               "    $ ktwt import towns.csv --sort country,-people   by country, and in each the largest first\n"
+        return "    $ ktwt import towns.csv                         finds out the columns' types\n"
+               "    $ ktwt import towns.csv --sort country,-people  in each the largest first\n"
                "    $ ktwt import towns.csv --types name:string,people:integer\n"
                "    $ zcat towns.csv.gz | ktwt import - --separator ';' --no-header\n";
     }
@@ -152,8 +152,13 @@ public:
                "the number of its column, as in \"towns.csv:17:3\", and no table is made.\n\n"
                "A column is boolean, integer, decimal or date only if that type writes every\n"
                "one of its fields exactly as it is: 007, +1 and 1e3 are texts, 12.50 stays\n"
-               "12.50. A pipe is kept in a nameless file in a work directory until the types\n"
-               "are known, unless all types are given.";
+               "12.50. Only empty fields lose their quotes there: they are nulls. A column\n"
+               "that has empty fields with quotes and without is a text, unless --empty text.\n"
+               "A type that is given takes all that converts to it: 007 becomes the integer 7.\n"
+               "A double stays the text that it is.\n\n"
+               "A record has at most 256 MiB. A pipe is kept in a nameless file in a work\n"
+               "directory until the types are known, unless all types are given. A file that\n"
+               "becomes shorter while it is read is refused.";
     }
 
     void addOptions(CLI::App& app) override {
@@ -186,6 +191,7 @@ public:
         CsvReader reader(input, separator_);
         std::vector<ImportColumn> columns;
         if (Outcome found = findColumns(input, reader, &columns); !found.ok()) return found;
+        if (Outcome known = checkSortKeys(input, columns); !known.ok()) return known;
         long rows = 0;
         if (Outcome found = findTypes(input, reader, &columns, &rows); !found.ok()) return found;
         if (Outcome set = sort_.configure(*manager, rows); !set.ok()) return set;
@@ -209,6 +215,13 @@ private:
         return named.ok() ? giveTypes(input.name(), types_, columns) : named;
     }
 
+    // A name that is wrong is told before a long file is read.
+    Outcome checkSortKeys(const InputFile& input, const std::vector<ImportColumn>& columns) const {
+        std::vector<ColumnInfo> named(columns.size());
+        for (std::size_t i = 0; i < named.size(); ++i) named[i].name = columns[i].name;
+        return sort_.checkKeys(input.name(), named);
+    }
+
     Outcome findTypes(InputFile& input, CsvReader& reader, std::vector<ImportColumn>* columns, long* rows) const {
         if (!needsInference(*columns)) return {};
         TypeFinder finder(emptyIsNull(), columns);
@@ -223,7 +236,7 @@ private:
                  NewTable& table) {
         Outcome done = table.create(manager, static_cast<int>(columns.size()), sort_.keyCount(), elementSize_);
         if (done.ok()) done = define(columns, table.file());
-        if (done.ok()) done = sort_.setKeys(table.file());
+        if (done.ok()) done = sort_.setKeys(input.name(), table.file());
         if (done.ok()) done = load(input, reader, columns, table.file());
         return done.ok() ? table.finish() : done;
     }

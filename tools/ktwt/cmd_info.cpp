@@ -125,7 +125,8 @@ public:
     const char* summary() const override { return "Describe a table: its figures, columns and files"; }
     const char* examples() const override {
         return "    $ ktwt info $towns\n"
-               "    $ ktwt info $towns --json | jq -r '.columns[].name'    the names of its columns\n";
+               "    $ ktwt info $towns --json | jq -r '.columns[].name'\n"
+               "                      the names of its columns\n";
     }
 
     void addOptions(CLI::App& app) override {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <ctime>
 
+#include "characters.h"
 #include "commands.h"
 #include "human.h"
 #include "json_report.h"
@@ -21,7 +22,7 @@ std::string utcOf(long seconds) {
 
 Outcome printNames(const std::vector<FoundHeader>& headers) {
     Output out;
-    for (const FoundHeader& header : headers) out.put(header.table + "\n");
+    for (const FoundHeader& header : headers) out.put(printable(header.table) + "\n");
     return out.finish();
 }
 

@@ -30,8 +30,9 @@ public:
     const char* summary() const override { return "Divide a table's rows for parallel readers"; }
     const char* examples() const override {
         return "    $ ktwt partition $towns 4      at most four URIs, one a line\n"
-               "    $ ktwt partition $towns 4 | xargs -n 1 -P 4 ktwt cat --format csv -o part.csv\n"
-               "                                   a worker for each\n";
+               "    $ ktwt partition $towns 4 |\n"
+               "          xargs -n 1 -P 4 sh -c 'ktwt cat \"$1\" -o part.$$.csv' sh\n"
+               "                                   a worker for each, and a file of its own\n";
     }
 
     void addOptions(CLI::App& app) override {

@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "failures.h"
+#include "interrupt.h"
 
 namespace {
 
@@ -19,12 +20,18 @@ public:
         Manager manager;
         if (Outcome made = makeManager(session, &manager); !made.ok()) return made;
         Failures failures;
-        for (const std::string& table : tables_) failures.add(remove(*manager, table));
+        for (const std::string& table : tables_) {
+            if (interrupted()) return cancelled();
+            failures.add(remove(*manager, table));
+        }
         return failures.outcome();
     }
 
 private:
     Outcome remove(KtWorkTableManager& manager, const std::string& table) const {
+        Uri uri;
+        if (Outcome read = readUri(table, &uri); !read.ok()) return read;
+        if (uri) return {Status::usage, table + ": tables are removed, not what a URI chooses of them"};
         KtbString error;
         if (manager.remove(table.c_str(), &error)) return {};
         return isMissing(error) && force_ ? Outcome() : libraryFailure(table, error);

@@ -11,8 +11,7 @@ public:
     const char* name() const override { return "sort"; }
     const char* summary() const override { return "Sort a table's rows into a new table"; }
     const char* examples() const override {
-        return "    $ ktwt sort $towns --by country,-people     by country, and in each the largest first; prints the new "
-               "name\n"
+        return "    $ ktwt sort $towns --by country,-people     in a country the largest first\n"
                "    $ ktwt sort $towns --by country --no-dups   one row for each country\n";
     }
 
@@ -37,7 +36,7 @@ private:
     Outcome sort(KtWorkTableManager& manager, KtWorkTableFile& source, NewTable& target) {
         Outcome done = target.create(manager, source.getColumns(), sort_.keyCount(), elementSize_);
         if (done.ok()) done = defineLike(source, target.file());
-        if (done.ok()) done = sort_.setKeys(target.file());
+        if (done.ok()) done = sort_.setKeys(table_, target.file());
         if (done.ok()) done = moveRows("reading", table_, source, target.file());
         return done.ok() ? target.finish() : done;
     }

@@ -1,11 +1,13 @@
 #include <ktwt/sweep.h>
 
+#include "characters.h"
 #include "commands.h"
 #include "human.h"
 #include "interrupt.h"
 #include "json_report.h"
 #include "options.h"
 #include "output.h"
+#include "table_files.h"
 
 namespace {
 
@@ -59,17 +61,18 @@ public:
         OrphanCollector collector(&orphans_);
         KtbString error;
         const bool swept = ktwtSweepOrphans(manager->getDirectories(), remove_, &collector, &counts_, &error);
-        Outcome printed = json_ ? printJson(report()) : print();
+        Output out;
+        out.tellAfterInterrupt();  // what was removed before it
+        Outcome printed = json_ ? printJson(report(), out) : print(out);
         if (!printed.ok()) return printed;
         if (!swept) return libraryFailure("", error);
-        return interrupted() ? cancelled() : Outcome();
+        return interrupted() ? cancelled() : findDirectories(*manager);
     }
 
 private:
-    Outcome print() const {
-        Output out;
+    Outcome print(Output& out) const {
         for (const Orphan& orphan : orphans_)
-            out.put(humanBytes(orphan.bytes) + "\t" + kindOf(orphan) + "\t" + orphan.path + "\n");
+            out.put(humanBytes(orphan.bytes) + "\t" + kindOf(orphan) + "\t" + printable(orphan.path) + "\n");
         out.put(filesText(counts_.orphans) + ", " + humanBytes(counts_.bytes));
         if (remove_) out.put(", " + humanCount(counts_.removed) + " removed");
         if (!remove_ && counts_.orphans != 0) out.put(" to be removed with --yes");

@@ -57,8 +57,8 @@ public:
     const char* name() const override { return "uri"; }
     const char* summary() const override { return "Make a URI that chooses rows and columns of a table"; }
     const char* examples() const override {
-        return "    $ ktwt uri $towns --rows 0,100             the first hundred rows, all columns\n"
-               "    $ ktwt uri $towns --columns city,n=people  two columns, one of them renamed\n"
+        return "    $ ktwt uri $towns --rows 0,100             the first hundred rows\n"
+               "    $ ktwt uri $towns --columns city,n=people  two columns, one renamed\n"
                "    $ ktwt uri $towns --constant land:string=DE\n"
                "                                               all columns, and one more\n"
                "    $ ktwt cat \"$(ktwt uri $towns --rows 0,100)\"\n"

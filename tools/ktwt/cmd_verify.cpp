@@ -1,7 +1,9 @@
 #include <cstdlib>
 
 #include "background.h"
+#include "characters.h"
 #include "commands.h"
+#include "complaint.h"
 #include "failures.h"
 #include "human.h"
 #include "interrupt.h"
@@ -43,7 +45,7 @@ private:
 // Nothing is written by a verification, so there is nothing to put away, and no need to wait for its end.
 [[noreturn]] void leave(Progress& progress) {
     progress.clear();
-    std::fputs("ktwt: cancelled\n", stderr);
+    complain(cancelled().text());
     std::_Exit(static_cast<int>(Status::cancelled));
 }
 
@@ -67,12 +69,12 @@ Outcome verify(KtWorkTableManager& manager, Verified* verified) {
 }
 
 std::string lineOf(const Finding& finding) {
-    std::string line = finding.path + ":";
+    std::string line = printable(finding.path) + ":";
     if (finding.element >= 0) line += " element " + std::to_string(finding.element) + ",";
     if (finding.row >= 0) line += " row " + std::to_string(finding.row) + ",";
     if (finding.offset >= 0) line += " offset " + std::to_string(finding.offset) + ",";
     if (line.back() == ',') line.back() = ':';
-    return line + " " + finding.text + "\n";
+    return line + " " + printable(finding.text) + "\n";
 }
 
 Json jsonOf(const Finding& finding) {
@@ -96,7 +98,7 @@ public:
     const char* name() const override { return "verify"; }
     const char* summary() const override { return "Check tables' files against each other, and say what is wrong"; }
     const char* examples() const override {
-        return "    $ ktwt verify $towns                     reads all of it; status 1 when it is damaged\n"
+        return "    $ ktwt verify $towns                      reads all; status 1 for damage\n"
                "    $ ktwt verify --quiet $towns || echo no   only says what is wrong\n";
     }
 
@@ -131,7 +133,7 @@ private:
     void print(const Verified& verified, Output& out) const {
         for (const Finding& finding : verified.findings) out.put(lineOf(finding));
         if (verified.result.findings != 0 || quiet_) return;
-        out.put(verified.table + ": sound, " + humanCount(verified.result.rows) + " rows, " +
+        out.put(printable(verified.table) + ": sound, " + humanCount(verified.result.rows) + " rows, " +
                 humanBytes(verified.result.bytes) + "\n");
     }
 

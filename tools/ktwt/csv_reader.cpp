@@ -5,12 +5,15 @@
 #include <string_view>
 #include <utility>
 
+#include "human.h"
+
 namespace {
 
 constexpr std::size_t blockBytes = 256 * 1024;
-constexpr std::size_t textBytesMax = INT_MAX - 1;  // of a KtbString
 constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 constexpr unsigned char options = CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL | CSV_APPEND_NULL | CSV_EMPTY_IS_NULL;
+
+static_assert(CsvReader::recordBytesMax < INT_MAX, "a KtbString holds every field");
 
 int isNoBlank(unsigned char) { return 0; }
 
@@ -36,8 +39,8 @@ private:
 
 }  // namespace
 
-CsvReader::CsvReader(InputFile& input, char separator)
-    : input_(input), separator_(static_cast<unsigned char>(separator)), block_(blockBytes) {}
+CsvReader::CsvReader(InputFile& input, char separator, std::size_t longestRecord)
+    : input_(input), separator_(static_cast<unsigned char>(separator)), longestRecord_(longestRecord), block_(blockBytes) {}
 
 CsvReader::~CsvReader() { csv_free(&parser_); }
 
@@ -78,6 +81,7 @@ bool CsvReader::begin(bool withFirst, std::size_t columns, CsvRows& rows) {
     skipping_ = !withFirst;
     line_ = 1;
     column_ = 0;
+    bytes_ = 0;
     terminator_ = 0;
     stopped_ = false;
     failure_ = {};
@@ -103,8 +107,8 @@ void CsvReader::parse(std::string_view bytes) {
     csv_set_blk_size(&parser_, std::max(block_.size(), csv_get_buffer_size(&parser_)));  // doubles when it grows
     if (csv_parse(&parser_, bytes.data(), bytes.size(), onField, onRow, this) != bytes.size()) {
         failParsing();
-    } else if (parser_.entry_pos > textBytesMax) {
-        fail("the field is longer than any text can be");
+    } else if (!stopped_ && bytes_ + parser_.entry_pos > longestRecord_) {
+        failTooLong(parser_.quoted != 0 ? "; perhaps the quote that begins this field has no end" : "");
     }
 }
 
@@ -114,9 +118,13 @@ void CsvReader::failParsing() {
         fail(Status::full, "memory is exhausted");
         return;
     }
-    line_ += newlinesIn({reinterpret_cast<const char*>(parser_.entry_buf), parser_.entry_pos});
+    line_ += lineEndsIn({reinterpret_cast<const char*>(parser_.entry_buf), parser_.entry_pos});
     fail(parser_.quoted != 0 ? "there is text after the quote that ends the field"
                              : "a quote in a field that does not begin with one");
+}
+
+bool CsvReader::failTooLong(const char* guess) {
+    return fail("the record is longer than " + humanBytes(static_cast<long>(longestRecord_)) + guess);
 }
 
 void CsvReader::finish() {
@@ -134,12 +142,14 @@ void CsvReader::takeField(const char* text, std::size_t bytes) {
     if (stopped_) return;
     if (!skipping_) stopped_ = !isSound(text, bytes) || !rows_->field(column_, text, bytes);
     if (stopped_) return;
-    if (quotesSeen_ && text != nullptr) line_ += newlinesIn({text, bytes});
+    if (quotesSeen_ && text != nullptr) line_ += lineEndsIn({text, bytes});
     ++column_;
+    bytes_ += bytes + 1;
 }
 
 bool CsvReader::isSound(const char* text, std::size_t bytes) {
     if (columns_ != 0 && column_ >= columns_) return fail("the row has more than " + countOfFields(columns_));
+    if (bytes_ + bytes > longestRecord_) return failTooLong("");
     const bool hasNul = nulSeen_ && text != nullptr && holds({text, bytes}, '\0');
     return !hasNul || fail("a NUL byte, which no text can hold");
 }
@@ -152,6 +162,7 @@ void CsvReader::takeRow(int terminator) {
     if (column_ != 0) endRow();
     ++line_;
     column_ = 0;
+    bytes_ = 0;
 }
 
 void CsvReader::takeEmptyLine() {
@@ -168,4 +179,11 @@ void CsvReader::endRow() {
     }
 }
 
-long CsvReader::newlinesIn(std::string_view text) { return std::count(text.begin(), text.end(), '\n'); }
+// LF, CR LF and CR end a line.
+long CsvReader::lineEndsIn(std::string_view text) {
+    long ends = std::count(text.begin(), text.end(), '\n');
+    for (std::size_t place = text.find('\r'); place != std::string_view::npos; place = text.find('\r', place + 1)) {
+        ends += text.substr(place + 1, 1) == "\n" ? 0 : 1;
+    }
+    return ends;
+}

@@ -7,7 +7,10 @@
 //             empty field where the records have one field; elsewhere it is nothing.
 // Bytes:      are left as they are, whatever their encoding. A UTF-8 byte order mark at the beginning is dropped. A NUL is a
 //             failure, since no text can hold it.
-// Places:     "file:line:column". Lines are those of the file, also inside of quotes; the column is the number of the field.
+// Memory:     a record is held whole, so one that is longer than recordBytesMax is a failure. Without that, a quote that has
+//             no end would take the rest of the file into memory before anybody hears of it.
+// Places:     "file:line:column". Lines are those of the file, also inside of quotes, and end like records; the column is the
+//             number of the field.
 #ifndef TOOLS_KTWT_CSV_READER_H
 #define TOOLS_KTWT_CSV_READER_H
 
@@ -42,8 +45,12 @@ struct CsvName {
 
 class CsvReader {
 public:
-    // Reads from `input`, which must live as long. The separator is not a quote and not the end of a line.
-    CsvReader(InputFile& input, char separator);
+    // Far more than a field that somebody made on purpose, and no more than sorting takes.
+    static constexpr std::size_t recordBytesMax = 256UL << 20;
+
+    // Reads from `input`, which must live as long. The separator is not a quote and not the end of a line. `longestRecord` is
+    // for trying what is too long on less.
+    CsvReader(InputFile& input, char separator, std::size_t longestRecord = recordBytesMax);
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
     ~CsvReader();
@@ -71,16 +78,18 @@ private:
     Outcome readBlock(std::size_t* size);
     void parse(std::string_view bytes);
     void failParsing();
+    bool failTooLong(const char* guess);
     void finish();
     void takeField(const char* text, std::size_t bytes);
     bool isSound(const char* text, std::size_t bytes);
     void takeRow(int terminator);
     void takeEmptyLine();
     void endRow();
-    static long newlinesIn(std::string_view text);
+    static long lineEndsIn(std::string_view text);
 
     InputFile& input_;
     const unsigned char separator_;
+    const std::size_t longestRecord_;
     std::vector<char> block_;
     csv_parser parser_ = {};
 
@@ -89,6 +98,7 @@ private:
     bool skipping_ = false;    // the first record is not for rows_
     long line_ = 1;            // where the field begins that comes next
     std::size_t column_ = 0;   // fields of this record so far
+    std::size_t bytes_ = 0;    // of these fields, with what separates them
     int terminator_ = 0;       // the last one
     bool quotesSeen_ = false;  // without quotes no field holds the end of a line
     bool nulSeen_ = false;

@@ -2,8 +2,7 @@
 #ifndef TOOLS_KTWT_FAILURES_H
 #define TOOLS_KTWT_FAILURES_H
 
-#include <cstdio>
-
+#include "complaint.h"
 #include "outcome.h"
 
 class Failures {
@@ -11,7 +10,7 @@ public:
     // Tells of it at once; takes successes, too.
     void add(const Outcome& outcome) {
         if (outcome.ok()) return;
-        if (!outcome.text().empty()) std::fprintf(stderr, "ktwt: %s\n", outcome.text().c_str());
+        complain(outcome.text());
         if (first_ == Status::done) first_ = outcome.status();
     }
 

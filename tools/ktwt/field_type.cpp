@@ -127,5 +127,7 @@ bool convertedValue(ktbType type, const char* text, std::size_t bytes, KtbDatava
     if (type != ktbTypeDouble && valueOf(type, text, bytes, value)) return true;
     value->assign(text, static_cast<int>(bytes));
     value->setType(type);
+    if (type != ktbTypeDouble || value->isNull()) return !value->isNull();
+    value->assign(text, static_cast<int>(bytes));
     return !value->isNull();
 }

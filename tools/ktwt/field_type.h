@@ -17,7 +17,8 @@ ktbType narrowestType(ktbType known, const char* text, std::size_t bytes);
 // *value then means nothing.
 bool valueOf(ktbType type, const char* text, std::size_t bytes, KtbDatavar* value);
 
-// The same for every text that converts to the type, however it is written: " 007" is an integer.
+// The same for every text that converts to the type, however it is written: " 007" is an integer. A text that is a double stays
+// as it is, since a double's own text could have other digits, and a column of doubles stores texts.
 bool convertedValue(ktbType type, const char* text, std::size_t bytes, KtbDatavar* value);
 
 #endif

@@ -1,5 +1,7 @@
 #include "help_format.h"
 
+#include <sstream>
+
 namespace {
 
 constexpr std::size_t lineBytes = 80;
@@ -62,6 +64,13 @@ std::string HelpFormat::make_option_desc(const CLI::Option* option) const {
 std::string HelpFormat::make_usage(const CLI::App* app, std::string name) const {
     const std::string before = name.size() > app->get_name().size() ? name.substr(0, name.size() - app->get_name().size()) : "";
     return "\nUsage: " + before + synopsisOf(*app) + "\n";
+}
+
+std::string HelpFormat::make_subcommand(const CLI::App* command) const {
+    std::ostringstream line;
+    const std::string summary = wrapped(command->get_description(), lineBytes - namesBytes);
+    CLI::detail::format_help(line, command->get_display_name(true), summary, namesBytes);
+    return line.str();
 }
 
 std::string placeholderOf(const CLI::Option& option) {

@@ -15,6 +15,7 @@ public:
     std::string make_option_opts(const CLI::Option* option) const override;
     std::string make_option_desc(const CLI::Option* option) const override;
     std::string make_usage(const CLI::App* app, std::string name) const override;
+    std::string make_subcommand(const CLI::App* command) const override;
 };
 
 // What stands for the value of an option, such as "SIZE"; empty for a flag and for a positional argument, which has a name.

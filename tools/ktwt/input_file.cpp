@@ -39,6 +39,12 @@ Outcome InputFile::failure(int error) const {
     return {meansFull(error) ? Status::full : Status::unreadable, name_ + ": " + std::strerror(error)};
 }
 
+Outcome InputFile::storeFailure(int error) const {
+    if (error == EINTR && interrupted()) return cancelled();
+    return {meansFull(error) ? Status::full : Status::unreadable,
+            storeDirectory_ + ": " + std::strerror(error) + " (what is read from " + name_ + " is kept there)"};
+}
+
 Outcome InputFile::open(const std::string& path, const std::string& directories) {
     owned_ = path != "-";
     name_ = owned_ ? path : "standard input";
@@ -69,6 +75,7 @@ Outcome InputFile::makeStore(const std::string& directories) {
     for (std::string directory; std::getline(list, directory, ':');) {
         if (directory.empty()) continue;
         store_ = openNameless(directory);
+        storeDirectory_ = directory;
         if (store_ >= 0) return {};
         error = errno;
     }
@@ -84,9 +91,17 @@ Outcome InputFile::read(char* buffer, std::size_t size, std::size_t* bytes) {
         position_ += static_cast<long>(part);
         if (part == 0) break;
     }
-    if (*bytes == size || regular_) return {};
+    return *bytes == size ? Outcome() : meetEnd();
+}
+
+// A file may grow: all of it is read then.
+Outcome InputFile::meetEnd() {
+    if (regular_ && position_ < size_) {
+        return {Status::damaged, name_ + ": the file changes: it had " + std::to_string(size_) + " bytes, and now it has " +
+                                     std::to_string(position_)};
+    }
     size_ = position_;
-    ended_ = true;
+    ended_ = !regular_;
     return {};
 }
 
@@ -99,7 +114,7 @@ Outcome InputFile::readSome(char* buffer, std::size_t size, std::size_t* bytes) 
 Outcome InputFile::readStored(char* buffer, std::size_t size, std::size_t* bytes) {
     const std::size_t wanted = std::min(size, static_cast<std::size_t>(stored_ - position_));
     const ssize_t got = pread(store_, buffer, wanted, position_);
-    if (got <= 0) return failure(got < 0 ? errno : EIO);
+    if (got <= 0) return storeFailure(got < 0 ? errno : EIO);
     *bytes = static_cast<std::size_t>(got);
     return {};
 }
@@ -129,7 +144,7 @@ Outcome InputFile::keep(const char* bytes, std::size_t size) {
     while (size != 0) {
         const ssize_t put = pwrite(store_, bytes, size, stored_);
         if (put < 0 && errno == EINTR && !interrupted()) continue;
-        if (put < 0) return failure(errno);
+        if (put < 0) return storeFailure(errno);
         stored_ += put;
         bytes += put;
         size -= static_cast<std::size_t>(put);

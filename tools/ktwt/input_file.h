@@ -28,7 +28,8 @@ public:
     long size() const { return size_; }
     long position() const { return position_; }
 
-    // Reads until `size` bytes are there or the end is reached: *bytes tells. Fails when it is interrupted.
+    // Reads until `size` bytes are there or the end is reached: *bytes tells. Fails when it is interrupted, and where a file
+    // ends before it did earlier: what is gone would be missed by nobody.
     Outcome read(char* buffer, std::size_t size, std::size_t* bytes);
 
     // Goes back to where reading began.
@@ -46,7 +47,9 @@ private:
     Outcome waitForBytes() const;
     Outcome readFresh(char* buffer, std::size_t size, std::size_t* bytes);
     Outcome keep(const char* bytes, std::size_t size);
+    Outcome meetEnd();
     Outcome failure(int error) const;
+    Outcome storeFailure(int error) const;
 
     std::string name_;
     int handle_ = -1;
@@ -58,6 +61,7 @@ private:
 
     bool ended_ = false;  // of a pipe: a terminal would wait for more
     int store_ = -1;      // what was read of a pipe, from its beginning
+    std::string storeDirectory_;
     long stored_ = 0;
     bool keeping_ = true;
 };

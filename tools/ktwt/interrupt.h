@@ -5,8 +5,8 @@
 #define TOOLS_KTWT_INTERRUPT_H
 
 // From here on the first SIGINT, SIGTERM or SIGHUP only makes interrupted() true and ends a waiting read; the next one ends the
-// program. SIGPIPE and SIGXFSZ are ignored: a write that nobody reads, or into a file that may not grow any more, fails
-// instead.
+// program. Those that whoever started the program had it ignore, as nohup does, stay ignored. SIGPIPE and SIGXFSZ are ignored:
+// a write that nobody reads, or into a file that may not grow any more, fails instead.
 void catchInterrupts();
 
 bool interrupted();

@@ -5,10 +5,14 @@
 #include <nlohmann/json.hpp>
 
 #include "outcome.h"
+#include "output.h"
 
 using Json = nlohmann::ordered_json;
 
-// Bytes of names and texts that are not UTF-8 become U+FFFD.
+// Bytes of names and texts that are not UTF-8 become U+FFFD, of which people are told.
 Outcome printJson(const Json& report);
+
+// To an output that is finished with it.
+Outcome printJson(const Json& report, Output& out);
 
 #endif

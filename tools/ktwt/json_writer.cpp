@@ -1,8 +1,8 @@
 // Rows as JSON objects: in one array, or one to a line without it. Integers and decimals are numbers with all their digits,
 // which a reader that takes every number for a double rounds; a decimal keeps the zeros at its end. Dates are strings as in
 // every format. JSON is UTF-8 and nothing else, so that other bytes are replaced by U+FFFD.
-#include <algorithm>
 #include <cstdio>
+#include <unordered_set>
 
 #include "escaping.h"
 #include "row_writer.h"
@@ -24,9 +24,10 @@ public:
     }
 
     Outcome begin(KtWorkTableFile&, const std::vector<ColumnInfo>& columns) override {
+        std::unordered_set<std::string> known;
         for (const ColumnInfo& column : columns) {
             const std::string key = "\"" + escaping_.escaped(column.name) + "\":";
-            if (std::find(keys_.begin(), keys_.end(), key) != keys_.end()) return twice(column.name);
+            if (!known.insert(key).second) return twice(column.name);
             keys_.push_back(key);
         }
         if (!lines_) out_.put('[');

@@ -4,6 +4,8 @@
 
 #include <charconv>
 
+#include "complaint.h"
+
 namespace {
 
 // The number of a message of the library, 0 when the text has none.
@@ -46,6 +48,12 @@ Status statusOf(std::string_view text) {
     }
 }
 
+// Letters as they are compared in names: without a look at their case.
+std::string withSmallLetters(std::string name) {
+    for (char& letter : name) letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    return name;
+}
+
 }  // namespace
 
 Outcome libraryFailure(const std::string& what, const KtbString& text) {
@@ -63,12 +71,23 @@ Outcome makeManager(const Session& session, Manager* manager) {
 }
 
 Outcome openTable(KtWorkTableManager& manager, const std::string& nameOrUri, bool reversed, Table* table) {
+    Uri uri;
+    if (Outcome read = readUri(nameOrUri, &uri); !read.ok()) return read;
     KtbString error;
     table->reset(manager.open(nameOrUri.c_str(), reversed, &error));
     if (!*table) return libraryFailure(nameOrUri, error);
-    const Uri uri((*table)->getColumns() == 0 ? getURIFromURIString(nameOrUri.c_str()) : nullptr);
-    if (uri) return {Status::usage, nameOrUri + ": a URI without columns shows none; add col=NAME for each"};
+    if (!uri) return {};
+    if (uri->getColumns() == 0) {
+        return {Status::usage, nameOrUri + ": a URI without columns shows none; add col=NAME for each"};
+    }
+    tellOfMissingColumns(manager, nameOrUri, *uri);
     return {};
+}
+
+Outcome readUri(const std::string& nameOrUri, Uri* uri) {
+    uri->reset(getURIFromURIString(nameOrUri.c_str()));
+    if (*uri || withSmallLetters(nameOrUri.substr(0, 5)) != "ktwt:") return {};
+    return {Status::usage, nameOrUri + ": this is no valid URI; one is ktwt:NAME?rows=FIRST,COUNT&col=COLUMN&..."};
 }
 
 std::string tableNameOf(const std::string& nameOrUri) {
@@ -95,6 +114,35 @@ int columnNamed(const std::vector<ColumnInfo>& columns, const std::string& name)
         if (wanted.compare(columns[i].name.c_str(), false) == 0) return static_cast<int>(i);
     }
     return -1;
+}
+
+Outcome storedColumns(KtWorkTableManager& manager, const KtbString& name, std::vector<ColumnInfo>* columns) {
+    const KtbString* const all = nullptr;
+    KtbString error;
+    const Table table(manager.open(name, -1, all, nullptr, false, &error));
+    return table ? columnsOf(*table, columns) : libraryFailure("", error);
+}
+
+ColumnNames::ColumnNames(const std::vector<ColumnInfo>& columns) {
+    for (const ColumnInfo& column : columns) names_.insert(withSmallLetters(column.name));
+}
+
+bool ColumnNames::has(const std::string& name) const { return names_.count(withSmallLetters(name)) != 0; }
+
+void tellOfMissingColumns(KtWorkTableManager& manager, const std::string& what, KtWorkTableURI& uri) {
+    std::vector<ColumnInfo> stored;
+    if (!storedColumns(manager, uri.getPath(), &stored).ok()) return;
+    const ColumnNames names(stored);
+    std::vector<ColumnInfo> missing;
+    for (int i = 0; i < uri.getColumns(); ++i) {
+        ColumnInfo column;
+        column.name = textOf(uri.getColumnName(i));
+        // A source that is no column is the text of a constant.
+        const bool isConstant = uri.getColumnType(i) != ktbTypeNone || uri.getColumnSource(i).cStrSize() > 1;
+        if (!isConstant && !names.has(column.name)) missing.push_back(std::move(column));
+    }
+    if (missing.empty()) return;
+    complain(what + ": nulls stand for what is no column: " + namesOf(missing) + "; there are " + namesOf(stored));
 }
 
 std::string namesOf(const std::vector<ColumnInfo>& columns) {

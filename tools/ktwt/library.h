@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "outcome.h"
@@ -40,8 +41,11 @@ bool isMissing(const KtbString& text);
 
 Outcome makeManager(const Session& session, Manager* manager);
 
-// Opens a table for reading by its name or its URI, which must choose columns.
+// Opens a table for reading by its name or its URI, which must choose columns. People are told of those that are not there.
 Outcome openTable(KtWorkTableManager& manager, const std::string& nameOrUri, bool reversed, Table* table);
+
+// Reads a URI; *uri stays null when the text is a name. Fails for what begins like a URI of a work table and is none.
+Outcome readUri(const std::string& nameOrUri, Uri* uri);
 
 // The name of the table that a name or URI stands for.
 std::string tableNameOf(const std::string& nameOrUri);
@@ -56,8 +60,25 @@ struct ColumnInfo {
 // The columns that this opening of the table shows.
 Outcome columnsOf(KtWorkTableFile& table, std::vector<ColumnInfo>* columns);
 
+// The columns that the table of that name stores.
+Outcome storedColumns(KtWorkTableManager& manager, const KtbString& name, std::vector<ColumnInfo>* columns);
+
 // The number of the column of that name, letter case ignored; -1 when there is none.
 int columnNamed(const std::vector<ColumnInfo>& columns, const std::string& name);
+
+// Finds columns by their names, letter case ignored, in no more time when there are many.
+class ColumnNames {
+public:
+    explicit ColumnNames(const std::vector<ColumnInfo>& columns);
+    bool has(const std::string& name) const;
+
+private:
+    std::unordered_set<std::string> names_;
+};
+
+// Tells people of the columns that the URI names and the table does not have: the library shows nulls for them. Tells nothing
+// of a table that cannot be opened.
+void tellOfMissingColumns(KtWorkTableManager& manager, const std::string& what, KtWorkTableURI& uri);
 
 // "city, people": for those who asked for a column that is not there.
 std::string namesOf(const std::vector<ColumnInfo>& columns);

@@ -1,23 +1,52 @@
 #include "output.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 #include "interrupt.h"
 
 namespace {
 
+// What stands for an open file of a process, such as /dev/stdout, looks like a link to that file's name and is none.
+bool standsForOpenFile(const std::string& link) {
+    std::error_code failed;
+    const std::string directory = std::filesystem::canonical(std::filesystem::path(link).parent_path(), failed).string();
+    return !failed && directory.rfind("/proc/", 0) == 0;
+}
+
+// The path after all links, be there a file or not.
+std::string targetOf(std::string path) {
+    constexpr int linksMax = 40;  // as many as a system follows; the last one fails to open then
+    for (int i = 0; i < linksMax && !standsForOpenFile(path); ++i) {
+        std::error_code failed;
+        const std::filesystem::path link = std::filesystem::read_symlink(path, failed);
+        if (failed) return path;
+        path = (std::filesystem::path(path).parent_path() / link).string();  // the link alone when it begins with '/'
+    }
+    return path;
+}
+
 // A device or a pipe is written to as it is; only a regular file, or none, can be replaced by another.
 bool isReplaceable(const std::string& path) {
     struct stat status;
     return lstat(path.c_str(), &status) != 0 ? errno == ENOENT : S_ISREG(status.st_mode);
+}
+
+bool isSameFile(const std::string& path, int handle) {
+    struct stat a;
+    struct stat b;
+    return stat(path.c_str(), &a) == 0 && fstat(handle, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 // The permissions of a new file: those of the old one, else what the umask leaves.
@@ -33,17 +62,24 @@ mode_t modeFor(const std::string& path) {
 
 Outcome Output::open(const std::string& path) {
     if (path == "-") return {};
+    target_ = targetOf(path);
+    // Through the handle that is there its place in the file is shared with whoever writes before and after.
+    if (standsForOpenFile(target_) && isSameFile(target_, STDOUT_FILENO)) return {};
     path_ = path;
-    if (isReplaceable(path)) {
-        temporary_ = path + ".XXXXXX";
+    openFile();
+    return failed() ? failure() : Outcome();
+}
+
+void Output::openFile() {
+    if (isReplaceable(target_)) {
+        temporary_ = target_ + ".XXXXXX";
         handle_ = mkostemp(temporary_.data(), O_CLOEXEC);
         if (handle_ < 0) temporary_.clear();
-        if (handle_ >= 0 && fchmod(handle_, modeFor(path)) != 0) error_ = errno;
+        if (handle_ >= 0 && fchmod(handle_, modeFor(target_)) != 0) error_ = errno;
     } else {
-        handle_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+        handle_ = ::open(target_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY);
     }
     if (handle_ < 0) error_ = errno;
-    return failed() ? failure() : Outcome();
 }
 
 Output::~Output() {
@@ -65,13 +101,23 @@ void Output::flush() {
     buffer_.clear();
 }
 
+// How much of so many bytes the next write is to take; 0 when there is to be none, since a Ctrl-C that came before does not end
+// a write that waits for its reader.
+std::size_t Output::sizeOfWrite(std::size_t bytes) const {
+    if (!interrupted()) return bytes;
+    pollfd asked = {handle_, POLLOUT, 0};
+    const bool isAtOnce = tellsAfterInterrupt_ && poll(&asked, 1, 0) > 0;
+    return isAtOnce ? std::min<std::size_t>(bytes, PIPE_BUF) : 0;  // of a pipe no more may be free
+}
+
 void Output::write(std::string_view bytes) {
     while (!bytes.empty() && !failed()) {
-        if (interrupted()) {  // a Ctrl-C that came before would not end a write that waits for its reader
+        const std::size_t size = sizeOfWrite(bytes.size());
+        if (size == 0) {
             error_ = EINTR;
             return;
         }
-        const ssize_t written = ::write(handle_, bytes.data(), bytes.size());
+        const ssize_t written = ::write(handle_, bytes.data(), size);
         if (written >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno != EINTR) {
@@ -93,7 +139,7 @@ Outcome Output::finish() {
     if (path_ != "-" && handle_ >= 0 && close(handle_) != 0 && error_ == 0) error_ = errno;
     if (path_ != "-") handle_ = -1;
     if (!failed() && !temporary_.empty()) {
-        if (std::rename(temporary_.c_str(), path_.c_str()) != 0)
+        if (std::rename(temporary_.c_str(), target_.c_str()) != 0)
             error_ = errno;
         else
             temporary_.clear();

@@ -22,8 +22,7 @@ Outcome addColumn(KtWorkTableURI& uri, const std::string& name, ktbType type, co
 
 // Understands the table, and looks whether it is a URI that leaves room for the options.
 Outcome readTable(const RowChoice& choice, Uri* given) {
-    given->reset(getURIFromURIString(choice.table.c_str()));
-    if (!*given) return {};
+    if (Outcome read = readUri(choice.table, given); !read.ok() || !*given) return read;
     if ((*given)->getScheme().compare("ktwt", false) != 0) {
         return misused(choice.table + ": the URI of a work table begins with \"ktwt:\"");
     }
@@ -39,17 +38,10 @@ Outcome readTable(const RowChoice& choice, Uri* given) {
     return {};
 }
 
-Outcome storedColumns(KtWorkTableManager& manager, const std::string& what, const KtbString& name,
-                      std::vector<ColumnInfo>* columns) {
-    const KtbString* const all = nullptr;
-    KtbString error;
-    const Table table(manager.open(name, -1, all, nullptr, false, &error));
-    return table ? columnsOf(*table, columns) : libraryFailure(what, error);
-}
-
 Outcome addStored(const RowChoice& choice, const std::vector<ColumnInfo>& stored, KtWorkTableURI& uri) {
+    const ColumnNames names(stored);
     for (const ChosenColumn& column : choice.columns) {
-        if (columnNamed(stored, column.source) < 0) {
+        if (!names.has(column.source)) {
             return misused(choice.table + ": there is no column \"" + column.source + "\"; there are " + namesOf(stored));
         }
         if (Outcome added = addColumn(uri, column.name, ktbTypeNone, column.source); !added.ok()) return added;
@@ -73,11 +65,16 @@ Outcome addThoseOf(KtWorkTableURI& given, KtWorkTableURI& uri) {
     return {};
 }
 
-// The columns of a URI are taken as they are: what is no stored column in it is a constant, which is for whoever made it.
+// The columns of a URI are taken as they are, those included that the table does not have.
 Outcome addColumns(KtWorkTableManager& manager, const RowChoice& choice, KtWorkTableURI* given, KtWorkTableURI& uri) {
-    if (given != nullptr && given->getColumns() != 0) return addThoseOf(*given, uri);
+    if (given != nullptr && given->getColumns() != 0) {
+        tellOfMissingColumns(manager, choice.table, *given);
+        return addThoseOf(*given, uri);
+    }
     std::vector<ColumnInfo> stored;
-    if (Outcome read = storedColumns(manager, choice.table, uri.getPath(), &stored); !read.ok()) return read;
+    if (Outcome read = storedColumns(manager, uri.getPath(), &stored); !read.ok()) {
+        return {read.status(), choice.table + ": " + read.text()};
+    }
     if (!choice.columns.empty()) return addStored(choice, stored, uri);
     return given == nullptr ? addAll(stored, uri) : Outcome();
 }

@@ -26,8 +26,8 @@ struct RowChoice {
 std::string parseRowRange(const std::string& text, RowRange* range);
 
 // Makes the URI that lists what was chosen, column by column, so that it shows the same wherever it is opened. A stored column
-// that the table does not have is refused, and so is what says twice which columns or which rows are meant: a URI with columns
-// and --columns, a URI with rows and --rows.
+// that the table does not have is refused when it stands in the options, and told of when it stands in a URI. Refused is also
+// what says twice which columns or which rows are meant: a URI with columns and --columns, a URI with rows and --rows.
 Outcome makeUri(KtWorkTableManager& manager, const RowChoice& choice, Uri* uri);
 
 #endif

@@ -1,9 +1,9 @@
 #include "show_rows.h"
 
-#include <cstdio>
 #include <limits>
 #include <optional>
 
+#include "complaint.h"
 #include "human.h"
 #include "progress.h"
 #include "row_options.h"
@@ -36,8 +36,8 @@ void pour(RowSource& rows, RowWriter& writer, const Output& out) {
 void tellOfReplacements(const ShowOptions& options, const RowWriter& writer) {
     const long texts = writer.replacedTexts();
     if (texts == 0) return;
-    std::fprintf(stderr, "ktwt: %s: %s %s bytes that %s cannot hold; U+FFFD stands for each\n", options.choice.table.c_str(),
-                 humanCount(texts).c_str(), texts == 1 ? "text has" : "texts have", options.format == "xml" ? "XML" : "JSON");
+    complain(options.choice.table + ": " + humanCount(texts) + (texts == 1 ? " text has" : " texts have") + " bytes that " +
+             (options.format == "xml" ? "XML" : "JSON") + " cannot hold; U+FFFD stands for each");
 }
 
 // What was read before a failure is for whoever sees it come; a file is complete or not there.

@@ -2,6 +2,8 @@
 
 #include <locale.h>
 
+#include "options.h"
+
 namespace {
 
 // One key, from *place on to the next ',' or the end, where *place then is.
@@ -67,9 +69,7 @@ CLI::Option& SortOptions::addTo(CLI::App& app, const char* keys) {
         ->capture_default_str()
         ->type_name("RULE")
         ->needs(by);
-    app.add_option("--memory", memoryBytes_, "Memory for sorting, such as 512M; 256M unless given")
-        ->transform(CLI::AsSizeValue(false))
-        ->type_name("SIZE");
+    addSize(app, "--memory", &memoryBytes_, "Memory for sorting, such as 512M; 256M unless given");
     app.add_option("--threads", threads_, "Threads for sorting; 0 for one per processor")
         ->check(CLI::Range(0, 1024))
         ->capture_default_str()
@@ -79,26 +79,32 @@ CLI::Option& SortOptions::addTo(CLI::App& app, const char* keys) {
 
 Outcome SortOptions::configure(KtWorkTableManager& manager, long rows) const {
     if (keys_.empty()) return {};
-    if (memoryBytes_ != 0 && !manager.setSortSize(memoryBytes_)) return refused("--memory", manager);
+    if (memoryBytes_ != 0 && !manager.setSortSize(static_cast<unsigned long>(memoryBytes_)))
+        return refused("--memory", manager);
     if (!manager.setSortProcessors(threads_)) return refused("--threads", manager);
     if (!manager.setSortNoDups(noDuplicates_)) return refused("--no-dups", manager);
     if (rows > 0 && !manager.setSortRecords(static_cast<unsigned long>(rows))) return refused("rows", manager);
     return {};
 }
 
-Outcome SortOptions::setKeys(KtWorkTableFile& table) {
+Outcome SortOptions::checkKeys(const std::string& what, const std::vector<ColumnInfo>& columns) const {
+    for (const SortKey& key : keys_) {
+        if (columnNamed(columns, key.column) >= 0) continue;
+        return {Status::usage, what + ": no column \"" + key.column + "\" to sort by; there are " + namesOf(columns)};
+    }
+    return {};
+}
+
+Outcome SortOptions::setKeys(const std::string& what, KtWorkTableFile& table) {
     std::vector<ColumnInfo> columns;
     if (Outcome found = columnsOf(table, &columns); !found.ok()) return found;
+    if (Outcome known = checkKeys(what, columns); !known.ok()) return known;
     const bool byLocale = collation_ != "bytes" && collation_ != "fold";
     collationParms_.kind = byLocale ? ktSortCollateLocale : collation_ == "fold" ? ktSortCollateFold : ktSortCollateBytes;
     collationParms_.locale = byLocale ? collation_.c_str() : nullptr;
     int index = 0;
     for (const SortKey& key : keys_) {
-        const int column = columnNamed(columns, key.column);
-        if (column < 0) {
-            return {Status::usage, "no column \"" + key.column + "\" to sort by; there are " + namesOf(columns)};
-        }
-        table.setSort(index++, column, key.descending, &collationParms_);
+        table.setSort(index++, columnNamed(columns, key.column), key.descending, &collationParms_);
     }
     return {};
 }

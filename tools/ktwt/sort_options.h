@@ -3,13 +3,12 @@
 //     sort_.addTo(app, "--by").required();                               // in addOptions()
 //     if (Outcome set = sort_.configure(*manager, rows); !set.ok()) ...   // in run()
 //     table.create(*manager, columns, sort_.keyCount(), elementSize), table.file().defineColumnInfo(...) for each
-//     if (Outcome set = sort_.setKeys(table.file()); !set.ok()) ...
+//     if (Outcome set = sort_.setKeys(what, table.file()); !set.ok()) ...
 //     ... rows ...
 #ifndef TOOLS_KTWT_SORT_OPTIONS_H
 #define TOOLS_KTWT_SORT_OPTIONS_H
 
 #include <CLI/CLI.hpp>
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -40,13 +39,17 @@ public:
     // Gives the manager what was asked for. `rows` is how many rows are expected, 0 when that is not known.
     Outcome configure(KtWorkTableManager& manager, long rows) const;
 
-    // Sets the keys of a table that was created with keyCount() sort keys and whose columns are defined.
-    Outcome setKeys(KtWorkTableFile& table);
+    // Whether there is a column for each key among those of `what`, a table or a file.
+    Outcome checkKeys(const std::string& what, const std::vector<ColumnInfo>& columns) const;
+
+    // Sets the keys of a table that was created with keyCount() sort keys and whose columns are defined; they are those of
+    // `what`.
+    Outcome setKeys(const std::string& what, KtWorkTableFile& table);
 
 private:
     std::vector<SortKey> keys_;
     bool noDuplicates_ = false;
-    std::uint64_t memoryBytes_ = 0;  // 0: the library's own choice
+    long memoryBytes_ = 0;  // 0: the library's own choice
     int threads_ = 0;
     std::string collation_ = "bytes";
     KTSortCollateParms collationParms_ = {ktSortCollateBytes, nullptr};

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -43,7 +45,7 @@ int addName(void* names, const char* name) {
 Outcome findIn(const std::string& directory, std::vector<FoundHeader>* headers) {
     std::vector<std::string> names;
     const int code = np_fio_list(directory.c_str(), addName, &names);
-    if (code != np_ok && code != np_err_no_such_file) return {Status::unreadable, directory + ": " + np_fio_errdesc(code)};
+    if (code != np_ok) return {Status::unreadable, directory + ": " + np_fio_errdesc(code)};
     for (const std::string& name : names) {
         FoundHeader header{name, directory + "/" + name, 0};
         struct stat status;
@@ -55,6 +57,14 @@ Outcome findIn(const std::string& directory, std::vector<FoundHeader>* headers) 
 }
 
 }  // namespace
+
+Outcome findDirectories(KtWorkTableManager& manager) {
+    for (const std::string& directory : directoriesOf(manager)) {
+        struct stat status;
+        if (stat(directory.c_str(), &status) != 0) return {Status::unreadable, directory + ": " + std::strerror(errno)};
+    }
+    return {};
+}
 
 Outcome filesOf(KtWorkTableManager& manager, const std::string& table, std::vector<TableFile>* files) {
     files->clear();

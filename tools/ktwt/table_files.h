@@ -22,6 +22,9 @@ struct TableFile {
 // The header, then the data and the index file of each element.
 Outcome filesOf(KtWorkTableManager& manager, const std::string& table, std::vector<TableFile>* files);
 
+// Whether all work directories are there, for those who would else take a name that is mistyped for an empty directory.
+Outcome findDirectories(KtWorkTableManager& manager);
+
 // What the files that are there hold together.
 long bytesOf(const std::vector<TableFile>& files);
 

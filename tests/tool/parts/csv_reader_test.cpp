@@ -52,7 +52,7 @@ protected:
     std::string read(const std::string& bytes, bool withFirst = true, char separator = ',') {
         InputFile input;
         if (!file.fill(bytes) || !input.open(file.path(), "").ok()) return "no file";
-        CsvReader reader(input, separator);
+        CsvReader reader(input, separator, longestRecord);
         std::vector<CsvName> first;
         if (const Outcome done = reader.readFirst(&first); !done.ok()) return placed(done);
         Listing rows;
@@ -70,6 +70,7 @@ protected:
     }
 
     MemoryFile file;
+    std::size_t longestRecord = CsvReader::recordBytesMax;
 };
 
 TEST_F(CsvReaderTest, ReadsFieldsWithAndWithoutQuotes) {
@@ -178,6 +179,32 @@ TEST_F(CsvReaderTest, CountsLinesAcrossBlocks) {
     EXPECT_EQ(read(bytes + "1,\"2"), ":" + std::to_string(line) + ":2: the quote that begins this field has no end");
 }
 
+TEST_F(CsvReaderTest, CountsEveryKindOfLineEndInQuotes) {
+    EXPECT_EQ(read("a,b\r1,\"x\ry\"\r2,\"z\rz\"\r3\r"), ":6:2: the row has 1 of 2 fields");
+    EXPECT_EQ(read("a,b\r\n1,\"x\r\n\r\n\"\r\n3\r\n"), ":5:2: the row has 1 of 2 fields");
+    EXPECT_EQ(read("a,b\n1,\"\n\r\"\"\n\"\n3\n"), ":6:2: the row has 1 of 2 fields");
+    EXPECT_EQ(read("a,b\r1,\"x\ry\"z\r"), ":3:2: there is text after the quote that ends the field");
+}
+
+TEST_F(CsvReaderTest, RefusesRecordsThatAreTooLong) {
+    longestRecord = 1000000;
+    const std::string half(500000, 'x');
+    EXPECT_EQ(read("a,b\n" + half + "," + half.substr(1) + "\n1,2\n"), "[a|b][" + half + "|" + half.substr(1) + "][1|2]");
+    EXPECT_EQ(read("a,b\n1,2\n" + half + "," + half + "\n"), ":3:2: the record is longer than 977 KiB");
+    EXPECT_EQ(read(half + half + half), ":1:1: the record is longer than 977 KiB");
+    std::string unending = "a,b\n1,\"2\n";
+    while (unending.size() < 3000000) unending += "3,4\n";
+    const std::string tooLong = ":2:2: the record is longer than 977 KiB";
+    EXPECT_EQ(read(unending), tooLong + "; perhaps the quote that begins this field has no end");
+}
+
+TEST_F(CsvReaderTest, ReadsManyRecordsThatAreTooLongTogether) {
+    longestRecord = 100;
+    std::string bytes = "a,b\n";
+    for (int i = 0; i < 200000; ++i) bytes += "1,\"2\"\n";
+    EXPECT_EQ(read(bytes).size(), bytes.size() - 2 * 200000 - 4 + 5 + 200000);
+}
+
 TEST_F(CsvReaderTest, ReadsRecordsThatEndAnywhereInABlock) {
     constexpr std::size_t blockBytes = 256 * 1024;
     const std::string tail = ",\"a\"\"b\nc\",\"\",\r\n,d,e,f\r\n";
@@ -259,7 +286,7 @@ private:
         for (++place_; place_ < bytes_.size(); ++place_) {
             if (bytes_[place_] == '"' && (++place_ == bytes_.size() || bytes_[place_] != '"')) return endQuoted(field);
             field += bytes_[place_];
-            line_ += bytes_[place_] == '\n' ? 1 : 0;
+            line_ += bytes_[place_] == '\n' || (bytes_[place_] == '\r' && bytes_.compare(place_ + 1, 1, "\n") != 0) ? 1 : 0;
         }
         fail(begin);
         return field;
@@ -301,7 +328,8 @@ TEST_F(CsvReaderTest, ReadsEveryShortFileLikeThePlainestReader) {
 TEST_F(CsvReaderTest, ReadsRandomFilesLikeThePlainestReader) {
     constexpr unsigned seed = 63;
     std::mt19937 random(seed);
-    const char* const pieces[] = {"a", "bc", "\"\"", "\"d,\"\"\ne\"", ",", ",", "\n", "\r\n", "\r", " ", "f,g\n", "\"h\",\n"};
+    const char* const pieces[] = {"a",    "bc", "\"\"", "\"d,\"\"\ne\"", "\"\r\"",  "\"\r\n\r\"", ",", ",", "\n",
+                                  "\r\n", "\r", " ",    "f,g\n",         "\"h\",\n"};
     for (int i = 0; i < 3000 && !HasFailure(); ++i) {
         std::string bytes;
         for (std::size_t count = random() % 12; count != 0; --count) bytes += pieces[random() % std::size(pieces)];

@@ -133,13 +133,22 @@ TEST(FieldTypeTest, ConvertsWhatIsWrittenOtherwiseWhenTheTypeIsGiven) {
     EXPECT_STREQ(value.asString().asCstr(), "1000");
     ASSERT_TRUE(convertedValue(ktbTypeBoolean, "Yes", 3, &value));
     EXPECT_TRUE(value.asBool(nullptr));
-    ASSERT_TRUE(convertedValue(ktbTypeDouble, "1.50", 4, &value));
-    EXPECT_EQ(value.type(), ktbTypeDouble);
     ASSERT_TRUE(convertedValue(ktbTypeDate, "2024-01-01 00:00:00", 19, &value));
     EXPECT_STREQ(value.asString().asCstr(), "2024-01-01");
     EXPECT_FALSE(convertedValue(ktbTypeInteger, "7.5", 3, &value));
     EXPECT_FALSE(convertedValue(ktbTypeInteger, "", 0, &value));
     EXPECT_FALSE(convertedValue(ktbTypeDate, "2024-13-01", 10, &value));
+}
+
+TEST(FieldTypeTest, KeepsTheTextsOfDoubles) {
+    for (const std::string text : {"1.50", "0.1234567890123456789", "1e5", "100000", " 7 ", "-inf"}) {
+        KtbDatavar value;
+        ASSERT_TRUE(convertedValue(ktbTypeDouble, text.c_str(), text.size(), &value)) << text;
+        EXPECT_STREQ(value.asString().asCstr(), text.c_str());
+    }
+    KtbDatavar value;
+    EXPECT_FALSE(convertedValue(ktbTypeDouble, "1.5x", 4, &value));
+    EXPECT_FALSE(convertedValue(ktbTypeDouble, "1e999", 5, &value));
 }
 
 // Calls `visit` with every text of 1 to `size` of the characters.
