@@ -85,6 +85,7 @@ TEST_F(HeadTest, CutsNothingWhereThereIsNoTerminal) {
 }
 
 TEST_F(HeadTest, CutsTheWidestColumnsToTheTerminal) {
+    if (!hasTerminals()) GTEST_SKIP() << "/dev/pts is not mounted";
     const std::string table = make({{"t"}, {"n", ktbTypeInteger}, {"u"}},
                                    {{"The quick brown fox", "12345", "short"}, {"a", "7", "jumps over the lazy dog"}});
     EXPECT_EQ(onScreen(80, {table}),
@@ -98,6 +99,7 @@ TEST_F(HeadTest, CutsTheWidestColumnsToTheTerminal) {
 }
 
 TEST_F(HeadTest, LeavesOutTheLastColumnsOfAWideTable) {
+    if (!hasTerminals()) GTEST_SKIP() << "/dev/pts is not mounted";
     const std::string table = make({{"a"}, {"b"}, {"c"}}, {{"aaaaaaaaaa", "bbbbbbbbbb", "cccccccccc"}});
     EXPECT_EQ(onScreen(23, {table}),
               "a          b          \xE2\x80\xA6\naaaaaaaa\xE2\x80\xA6  bbbbbbbb\xE2\x80\xA6  \xE2\x80\xA6\n");
@@ -107,12 +109,14 @@ TEST_F(HeadTest, LeavesOutTheLastColumnsOfAWideTable) {
 }
 
 TEST_F(HeadTest, CountsTwoColumnsForWideCharactersWhenItCuts) {
+    if (!hasTerminals()) GTEST_SKIP() << "/dev/pts is not mounted";
     const std::string table = make({{"t"}}, {{"\xE6\x9D\xB1\xE4\xBA\xAC\xE9\x83\xBD"}, {"abcdef"}, {"abcdefg"}});
     EXPECT_EQ(onScreen(5, {table}), "t\n\xE6\x9D\xB1\xE4\xBA\xAC\xE2\x80\xA6\nabcd\xE2\x80\xA6\nabcd\xE2\x80\xA6\n");
     EXPECT_EQ(onScreen(6, {table}), "t\n\xE6\x9D\xB1\xE4\xBA\xAC\xE9\x83\xBD\nabcdef\nabcde\xE2\x80\xA6\n");
 }
 
 TEST_F(HeadTest, PrintsTitlesBoldOnATerminalUnlessColourIsNotWanted) {
+    if (!hasTerminals()) GTEST_SKIP() << "/dev/pts is not mounted";
     const std::string table = counting(1);
     EXPECT_EQ(onScreen(80, {table}), "n\n0\n");
     const EnvironmentVariable colour("NO_COLOR", nullptr);
@@ -121,6 +125,7 @@ TEST_F(HeadTest, PrintsTitlesBoldOnATerminalUnlessColourIsNotWanted) {
 }
 
 TEST_F(HeadTest, CatWritesCsvOnATerminalToo) {
+    if (!hasTerminals()) GTEST_SKIP() << "/dev/pts is not mounted";
     const Finished run = onTerminal(command({"cat", counting(1)}), 80);
     EXPECT_EQ(run.out, "n\n0\n");
 }

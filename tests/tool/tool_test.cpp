@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,6 +61,14 @@ Finished Running::wait() {
 
 std::string Running::out() const { return readFile(directory_.file("out")); }
 std::string Running::err() const { return readFile(directory_.file("err")); }
+
+bool hasTerminals() {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const char* const name = terminal >= 0 ? ptsname(terminal) : nullptr;
+    const bool has = name != nullptr && access(name, F_OK) == 0;
+    if (terminal >= 0) close(terminal);
+    return has;
+}
 
 std::vector<std::string> ToolTest::command(std::vector<std::string> words) const {
     words.insert(words.begin(), KTWT_TOOL);

@@ -47,6 +47,9 @@ private:
     int process_ = -1;
 };
 
+// Whether a test can make a terminal. Minimal systems have no /dev/pts.
+bool hasTerminals();
+
 // Has the program's tables in a directory of its own.
 class ToolTest : public testing::Test {
 protected:
