@@ -4,6 +4,8 @@
 #ifndef KTWT_KTWT_H
 #define KTWT_KTWT_H
 
+#include "ktb/message.h"
+#include "ktb/worktable_uri.h"
 #include "ktwt/bytes.h"
 #include "ktwt/cursor.h"
 #include "ktwt/file.h"
