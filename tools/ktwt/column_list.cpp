@@ -2,17 +2,6 @@
 
 namespace {
 
-// The name from *place on to the next of the `marks` or the end, where *place then is.
-std::string nextName(const std::string& text, const char* marks, std::size_t* place) {
-    const std::string_view ends = marks;
-    std::string name;
-    for (; *place < text.size() && ends.find(text[*place]) == std::string_view::npos; ++*place) {
-        if (text[*place] == '\\' && *place + 1 < text.size()) ++*place;
-        name += text[*place];
-    }
-    return name;
-}
-
 bool isAt(const std::string& text, std::size_t place, char mark) { return place < text.size() && text[place] == mark; }
 
 // Whether the text is a value of the type. An empty one is a null of any.
@@ -24,6 +13,23 @@ bool converts(const std::string& text, ktbType type) {
 }
 
 }  // namespace
+
+std::string nextName(const std::string& text, const char* marks, std::size_t* place) {
+    const std::string_view ends = marks;
+    std::string name;
+    for (; *place < text.size() && ends.find(text[*place]) == std::string_view::npos; ++*place) {
+        if (text[*place] == '\\' && *place + 1 < text.size()) ++*place;
+        name += text[*place];
+    }
+    return name;
+}
+
+std::string parseType(const std::string& text, ktbType* type) {
+    if (ktbTypeFromString(text.c_str(), type) && *type != ktbTypeNone) return {};
+    return "\"" + text + "\" is no type; there are boolean, integer, decimal, string, date and double";
+}
+
+bool isSameName(const std::string& a, const std::string& b) { return KtbString(a.c_str()).compare(b.c_str(), false) == 0; }
 
 std::string parseColumnList(const std::string& text, std::vector<ChosenColumn>* columns) {
     columns->clear();
@@ -46,9 +52,7 @@ std::string parseConstant(const std::string& text, ConstantColumn* constant) {
     }
     const std::string type = text.substr(place + 1, equals - place - 1);
     constant->text = text.substr(equals + 1);
-    if (!ktbTypeFromString(type.c_str(), &constant->type) || constant->type == ktbTypeNone) {
-        return "\"" + type + "\" is no type; there are boolean, integer, decimal, string, date and double";
-    }
+    if (std::string wrong = parseType(type, &constant->type); !wrong.empty()) return wrong;
     if (converts(constant->text, constant->type)) return {};
     return "\"" + constant->text + "\" is no " + ktbTypeToString(constant->type);
 }

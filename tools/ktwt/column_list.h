@@ -25,4 +25,14 @@ struct ConstantColumn {
 std::string parseColumnList(const std::string& text, std::vector<ChosenColumn>* columns);
 std::string parseConstant(const std::string& text, ConstantColumn* constant);
 
+// For lists of other kinds. The name from *place on to the next of the `marks` or the end, where *place then is; a '\' as
+// above.
+std::string nextName(const std::string& text, const char* marks, std::size_t* place);
+
+// Understands the name of a type. Returns what is wrong, empty when nothing is.
+std::string parseType(const std::string& text, ktbType* type);
+
+// Names are those of one column when they differ in nothing but the case of letters, as everywhere in the library.
+bool isSameName(const std::string& a, const std::string& b);
+
 #endif

@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "characters.h"
+#include "column_list.h"
 
 namespace {
 
@@ -12,8 +13,6 @@ std::string withSmallLetters(std::string name) {
     for (char& letter : name) letter = letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
     return name;
 }
-
-bool isSameName(const std::string& a, const std::string& b) { return withSmallLetters(a) == withSmallLetters(b); }
 
 // One item of a list: what is before its last colon, and what is after it.
 struct Item {
@@ -37,11 +36,6 @@ Item nextItem(const std::string& text, std::size_t* place) {
         item.type += text[*place];
     }
     return item;
-}
-
-std::string checkType(const Item& item, ktbType* type) {
-    if (ktbTypeFromString(item.type.c_str(), type) && *type != ktbTypeNone) return {};
-    return "\"" + item.type + "\" is no type; there are boolean, integer, decimal, string, date and double";
 }
 
 std::string listOf(const std::vector<ImportColumn>& columns) {
@@ -83,7 +77,7 @@ std::string parseTypes(const std::string& text, std::vector<GivenType>* types) {
     for (std::size_t place = 0;; ++place) {
         const Item item = nextItem(text, &place);
         GivenType given;
-        if (std::string wrong = checkType(item, &given.type); !wrong.empty()) return wrong;
+        if (std::string wrong = parseType(item.type, &given.type); !wrong.empty()) return wrong;
         if (types->empty()) named = item.named;
         if (item.named != named) return "either all types have the name of a column, or none";
         if (named && item.name.empty()) return "the name of a column is missing before \":" + item.type + "\"";

@@ -2,6 +2,7 @@
 
 #include <locale.h>
 
+#include "column_list.h"
 #include "options.h"
 
 namespace {
@@ -11,15 +12,9 @@ SortKey nextKey(const std::string& text, std::size_t* place) {
     SortKey key;
     key.descending = *place < text.size() && text[*place] == '-';
     if (key.descending) ++*place;
-    for (; *place < text.size() && text[*place] != ','; ++*place) {
-        if (text[*place] == '\\' && *place + 1 < text.size()) ++*place;
-        key.column += text[*place];
-    }
+    key.column = nextName(text, ",", place);
     return key;
 }
-
-// Names are those of one column when they differ in nothing but the case of letters, as everywhere in the library.
-bool isSameName(const std::string& a, const std::string& b) { return KtbString(a.c_str()).compare(b.c_str(), false) == 0; }
 
 // Whether it is the name of a rule of our own or of a locale that is installed. Empty when it is.
 std::string checkCollation(const std::string& name) {
